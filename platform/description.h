@@ -1,0 +1,34 @@
+// Text descriptions of values, as the platform prints objects for "%@" and
+// CFShow: a string as itself, a URL as its file:// string, a boolean as 1 or
+// 0, arrays and dictionaries in the old-style property-list form over several
+// lines (four spaces of indent per level, dictionary keys sorted, strings
+// quoted when empty or holding anything but letters, digits and "_$./:-"),
+// and a null as "(null)".
+#ifndef PLATFORM_DESCRIPTION_H_
+#define PLATFORM_DESCRIPTION_H_
+
+#include <string>
+
+#include "platform/values.h"
+
+namespace cf {
+
+std::string Describe(const Object* object);
+
+// Lets hkwprintf's %@ take values and references to them.
+inline std::string HookwrightDescribe(const Object* object) { return Describe(object); }
+template <class T>
+std::string HookwrightDescribe(const Ref<T>& object) {
+  return Describe(object.get());
+}
+
+}  // namespace cf
+
+// Writes the description and a line end to the log sink, in one piece.
+void CFShow(const cf::Object* object);
+template <class T>
+void CFShow(const cf::Ref<T>& object) {
+  CFShow(static_cast<const cf::Object*>(object.get()));
+}
+
+#endif  // PLATFORM_DESCRIPTION_H_

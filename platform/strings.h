@@ -1,0 +1,20 @@
+// The string operations the plug-in needs beyond what cf::String offers.
+#ifndef PLATFORM_STRINGS_H_
+#define PLATFORM_STRINGS_H_
+
+#include "platform/values.h"
+
+enum CFComparisonResult { kCFCompareLessThan = -1, kCFCompareEqualTo = 0, kCFCompareGreaterThan = 1 };
+enum CFStringCompareFlags { kCFCompareNone = 0, kCFCompareCaseInsensitive = 1 };
+
+// Compares two strings. With kCFCompareCaseInsensitive both are compared after
+// Unicode full case folding ("STRASSE" equals "straße"); otherwise by UTF-16
+// code units, as the platform orders strings.
+CFComparisonResult CFStringCompare(const cf::String& a, const cf::String& b,
+                                   CFStringCompareFlags options);
+
+// The leading decimal integer of the text: leading white space skipped, an
+// optional sign, then digits; 0 when there are none; clamped to the int range.
+int CFStringGetIntValue(const cf::String& text);
+
+#endif  // PLATFORM_STRINGS_H_

@@ -1,0 +1,244 @@
+// Property-list values: the objects the plug-in builds its set tree from.
+//
+// Strings, booleans, arrays, dictionaries and file URLs, shared by reference
+// and freed automatically. Arrays and dictionaries are mutable, and the same
+// object may stand in several containers at once: a set dictionary appears in
+// each of its parents and in the set containers map, so a font appended to it
+// later is seen through every parent.
+//
+// Ownership is by Ref<T>, an intrusive strong reference. Containers may form
+// cycles (a set can be its own child); a synchronous cycle collector finds
+// garbage cycles among containers whose count dropped without reaching zero,
+// so memory is reclaimed even then.
+//
+// Threads: values are not synchronised. All values of a process are used from
+// one thread at a time (the plug-in's one-thread rule keeps them on the main
+// thread).
+#ifndef PLATFORM_VALUES_H_
+#define PLATFORM_VALUES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace cf {
+
+enum class TypeID { kString, kBoolean, kArray, kDictionary, kURL };
+
+class Object;
+void Retain(Object* object);
+void Release(Object* object);
+
+// A strong, nullable reference. Copying retains, destruction releases.
+template <class T>
+class Ref {
+ public:
+  Ref() = default;
+  Ref(std::nullptr_t) {}
+  // Takes a new reference to `object` (which may be null).
+  explicit Ref(T* object) : object_(object) {
+    if (object_) Retain(object_);
+  }
+  Ref(const Ref& other) : Ref(other.object_) {}
+  Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  template <class U>
+    requires std::is_convertible_v<U*, T*>
+  Ref(const Ref<U>& other) : Ref(other.get()) {}
+  template <class U>
+    requires std::is_convertible_v<U*, T*>
+  Ref(Ref<U>&& other) noexcept : object_(other.Leak()) {}
+  ~Ref() {
+    if (object_) Release(object_);
+  }
+  Ref& operator=(Ref other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+
+  T* get() const { return object_; }
+  T* operator->() const { return object_; }
+  T& operator*() const { return *object_; }
+  explicit operator bool() const { return object_ != nullptr; }
+  friend bool operator==(const Ref& a, const Ref& b) { return a.object_ == b.object_; }
+  friend bool operator==(const Ref& a, std::nullptr_t) { return a.object_ == nullptr; }
+
+  // Gives up the reference without releasing it (for Ref<U> -> Ref<T>).
+  T* Leak() { return std::exchange(object_, nullptr); }
+
+ private:
+  T* object_ = nullptr;
+};
+
+class String;
+class Boolean;
+class Array;
+class Dictionary;
+class URL;
+
+// The common base. Reference counts and the cycle collector's bookkeeping live
+// here; the subclasses hold the content.
+class Object {
+ public:
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+
+  TypeID type() const { return type_; }
+
+  // The object as the given kind, or null when it is of another kind.
+  const String* AsString() const;
+  const Boolean* AsBoolean() const;
+  Array* AsArray();
+  const Array* AsArray() const;
+  Dictionary* AsDictionary();
+  const Dictionary* AsDictionary() const;
+  const URL* AsURL() const;
+
+ protected:
+  explicit Object(TypeID type) : type_(type) {}
+  virtual ~Object() = default;
+
+ private:
+  friend void Retain(Object*);
+  friend void Release(Object*);
+  friend class CycleCollector;
+
+  // Calls `visit` on every object this one holds a reference to.
+  virtual void ForEachChild(void (*visit)(Object*, void*), void* context);
+  // Drops every held reference (used to break a garbage cycle before freeing).
+  virtual void DropChildren() {}
+
+  const TypeID type_;
+  uint32_t count_ = 0;
+  uint8_t color_ = 0;
+  bool buffered_ = false;
+};
+
+// Immutable text, always well-formed UTF-8.
+class String final : public Object {
+ public:
+  // Null when `utf8` is not well-formed UTF-8 (overlong forms, surrogates and
+  // code points past U+10FFFF included).
+  static Ref<String> Create(std::string_view utf8);
+
+  const std::string& utf8() const { return utf8_; }
+  // Length in UTF-16 units, as the platform's strings count it.
+  size_t length() const;
+  bool empty() const { return utf8_.empty(); }
+  bool HasPrefix(std::string_view prefix) const;
+
+ private:
+  explicit String(std::string utf8) : Object(TypeID::kString), utf8_(std::move(utf8)) {}
+  std::string utf8_;
+};
+
+// The two booleans; every true is the same object.
+class Boolean final : public Object {
+ public:
+  static const Ref<Boolean>& True();
+  static const Ref<Boolean>& False();
+  bool value() const { return value_; }
+
+ private:
+  explicit Boolean(bool value) : Object(TypeID::kBoolean), value_(value) {}
+  const bool value_;
+};
+
+// A mutable, ordered list of values.
+class Array final : public Object {
+ public:
+  static Ref<Array> Create();
+
+  size_t size() const { return items_.size(); }
+  bool empty() const { return items_.empty(); }
+  const Ref<Object>& at(size_t index) const { return items_.at(index); }
+  auto begin() const { return items_.begin(); }
+  auto end() const { return items_.end(); }
+
+  void Append(Ref<Object> value);
+  // True when an element is equal to `value` (deep equality, as Equal()).
+  bool ContainsValue(const Object* value) const;
+
+ private:
+  Array() : Object(TypeID::kArray) {}
+  void ForEachChild(void (*visit)(Object*, void*), void* context) override;
+  void DropChildren() override;
+  std::vector<Ref<Object>> items_;
+};
+
+// A mutable map from string keys to values. Iterates in insertion order; a
+// key set again keeps its place.
+class Dictionary final : public Object {
+ public:
+  struct Entry {
+    std::string key;
+    Ref<Object> value;
+  };
+
+  static Ref<Dictionary> Create();
+
+  size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+  // The value under `key`, or null.
+  Object* Get(std::string_view key) const;
+  bool Contains(std::string_view key) const { return Get(key) != nullptr; }
+  // The value under `key` when it is of the given kind, else null.
+  const String* GetString(std::string_view key) const;
+  Array* GetArray(std::string_view key) const;
+  Dictionary* GetDictionary(std::string_view key) const;
+
+  // Stores `value` (not null) under `key`, replacing an earlier value in place.
+  void Set(std::string_view key, Ref<Object> value);
+
+  auto begin() const { return entries_.begin(); }
+  auto end() const { return entries_.end(); }
+
+ private:
+  Dictionary() : Object(TypeID::kDictionary) {}
+  void ForEachChild(void (*visit)(Object*, void*), void* context) override;
+  void DropChildren() override;
+  std::vector<Entry> entries_;
+  // Index into entries_ by key; built once the dictionary is big enough to need it.
+  class Index;
+  std::unique_ptr<Index> index_;
+};
+
+// A file URL: an absolute file-system path. Not a property-list type, so a
+// tree that holds one cannot be serialised.
+class URL final : public Object {
+ public:
+  // Null unless `path` is absolute. A trailing slash is kept only for "/".
+  static Ref<URL> CreateWithFileSystemPath(std::string_view path);
+  // This URL with `component` (which may hold slashes) appended as one path component.
+  Ref<URL> CopyAppendingPathComponent(std::string_view component) const;
+
+  const std::string& path() const { return path_; }
+  // "file://" followed by the percent-encoded path.
+  std::string AbsoluteString() const;
+
+ private:
+  explicit URL(std::string path) : Object(TypeID::kURL), path_(std::move(path)) {}
+  std::string path_;
+};
+
+// Deep equality as the platform's CFEqual has it: strings by content, booleans
+// by value, arrays in order, dictionaries by key set and values, URLs by path.
+// The same object is equal to itself without looking inside, and a pair
+// already under comparison counts as equal, so cycles terminate. Two nulls
+// are equal; null and non-null are not.
+bool Equal(const Object* a, const Object* b);
+
+// Frees every garbage cycle now. Also runs by itself when enough candidates
+// have gathered, and at process exit.
+void CollectCycles();
+
+// Helpers that keep call sites short.
+inline Ref<Object> MakeString(std::string_view utf8) { return String::Create(utf8); }
+
+}  // namespace cf
+
+#endif  // PLATFORM_VALUES_H_

@@ -1,0 +1,22 @@
+// XML property lists, byte for byte as the platform writes them.
+#ifndef PLATFORM_XML_H_
+#define PLATFORM_XML_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/values.h"
+
+// The XML property-list serialisation of `root`: the XML declaration and
+// DOCTYPE lines, <plist version="1.0">, tab indentation, dictionary keys
+// sorted. Nothing (nullopt) when `root` is null, holds a value that is not a
+// property-list type (a URL), or holds a cycle.
+std::optional<std::string> CFPropertyListCreateXMLData(const cf::Object* root);
+
+// Parses an XML (or binary) property list back into values. Null when the
+// bytes are not a property list, or hold a type the value model lacks
+// (numbers, dates and data among them).
+cf::Ref<cf::Object> CFPropertyListCreateFromXMLData(std::string_view bytes);
+
+#endif  // PLATFORM_XML_H_
