@@ -29,11 +29,15 @@ OSStatus FSRefMakePath(const FSRef* ref, uint8_t* path, uint32_t max_size);
 using CFAbsoluteTime = double;
 
 // A UTC date as the catalog reports it: seconds since 1 January 1904 GMT in
-// 48 bits (highSeconds:lowSeconds) and 1/65536 second in `fraction`.
+// 48 bits (highSeconds:lowSeconds) and 1/65536 second in `fraction`. Linux
+// file times carry nanoseconds, which `fraction` cannot hold; `nanoseconds`
+// keeps them (0 to 999,999,999) so that two writes within one 1/65536 s stay
+// apart. The converter uses `nanoseconds` and ignores `fraction`.
 struct UTCDateTime {
   uint16_t highSeconds;
   uint32_t lowSeconds;
   uint16_t fraction;
+  uint32_t nanoseconds;
 };
 
 using FSCatalogInfoBitmap = uint32_t;
@@ -41,9 +45,6 @@ constexpr FSCatalogInfoBitmap kFSCatInfoContentMod = 0x00000040;
 
 struct FSCatalogInfo {
   UTCDateTime contentModDate;
-  // Nanoseconds of the modification time that UTCDateTime's 1/65536 s cannot
-  // carry; UCConvertUTCDateTimeToCFAbsoluteTime uses them so no precision is lost.
-  uint32_t contentModNanoseconds;
 };
 
 // Reads the asked-for catalog information of the referenced file (from the
