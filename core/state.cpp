@@ -1,0 +1,4 @@
+#include "state.h"
+
+sqlite* db = nullptr;
+std::atomic<bool> gLogStuff{false};
