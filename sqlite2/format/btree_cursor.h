@@ -1,0 +1,73 @@
+// A forward cursor over the entries of one B-tree in ascending key order.
+//
+// The walk visits, for each cell of a page in list order, the cell's left
+// subtree and then the cell itself, and the page's right subtree last. It
+// keeps the path from the root on an explicit stack. A damaged file must not
+// hang or crash the reader, so a page reached a second time (a child
+// pointer back to an ancestor, or two pointers to one page) and a path
+// deeper than kMaxDepth are corrupt. Entries yielded before the damaged spot
+// stay yielded: the error comes from the Next() call that reaches it, and
+// every later call repeats it.
+//
+// Keys compare as unsigned bytes over the shorter length, the shorter key
+// being smaller when that prefix is equal.
+#ifndef SQLITE2_FORMAT_BTREE_CURSOR_H_
+#define SQLITE2_FORMAT_BTREE_CURSOR_H_
+
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "sqlite2/format/btree_page.h"
+#include "sqlite2/format/pager.h"
+#include "sqlite2/status.h"
+
+namespace sqlite2::format {
+
+class BtreeCursor {
+ public:
+  // Far beyond any real tree (about 3 levels hold 5,000 rows).
+  static constexpr size_t kMaxDepth = 40;
+
+  // `pager` must outlive the cursor. The cursor starts before the first entry.
+  BtreeCursor(Pager* pager, PageNumber root) : pager_(pager), root_(root) {}
+
+  // Positions before the first entry.
+  void Rewind();
+  // Positions before the first entry whose key is >= `key`.
+  Status SeekAtLeast(std::string_view key);
+  // Moves to the next entry; `*has_entry` is false at the end.
+  Status Next(bool* has_entry);
+
+  // The current entry; valid until the next call that moves the cursor.
+  std::string_view key() const { return key_; }
+  std::string_view data() const { return data_; }
+
+ private:
+  struct Frame {
+    BtreePage page;
+    size_t index = 0;         // the cell to yield next (cells.size(): none left)
+    bool child_done = false;  // whether the subtree left of `index` was walked
+  };
+
+  Status Fail(Status status);
+  Status Push(PageNumber number);
+  Status ReadKey(const BtreePage& page, const Cell& cell, std::string* buffer,
+                 std::string_view* key);
+  Status LoadEntry(const BtreePage& page, const Cell& cell);
+
+  Pager* pager_;
+  PageNumber root_;
+  std::vector<Frame> stack_;
+  std::unordered_set<PageNumber> visited_;
+  bool started_ = false;
+  Status error_;
+  std::string_view key_;
+  std::string_view data_;
+  std::string payload_;  // holds key_ and data_ when the payload overflows
+};
+
+}  // namespace sqlite2::format
+
+#endif  // SQLITE2_FORMAT_BTREE_CURSOR_H_

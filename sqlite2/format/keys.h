@@ -1,0 +1,43 @@
+// B-tree keys.
+//
+// Table key: 4 bytes, always big-endian, holding the signed 32-bit rowid
+// with its sign bit flipped, so that byte order is numeric order:
+// -2147483648 is 00 00 00 00, -5 is 7f ff ff fb, 1 is 80 00 00 01.
+//
+// Index key: one field per indexed column, then the row's table key. Each
+// field ends with a NUL and holds no other NUL:
+//   'a' NUL                  SQL NULL
+//   'b' sortable-number NUL  a number in a numeric column
+//   'c' text NUL             anything else
+// so NULLs sort first, then numbers in numeric order, then text in byte
+// order, and entries with equal fields sort by rowid.
+//
+// A sortable number is base-64 text (digits 0-9 A-Z a-z | ~) whose byte
+// order is numeric order: a sign character ('-' below zero, else '0'), two
+// digits of a biased base-64 exponent, then up to ten digits of mantissa.
+#ifndef SQLITE2_FORMAT_KEYS_H_
+#define SQLITE2_FORMAT_KEYS_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace sqlite2::format {
+
+inline constexpr size_t kRowidKeySize = 4;
+
+std::string EncodeRowidKey(int32_t rowid);
+// Decodes the first kRowidKeySize bytes at `key`.
+int32_t DecodeRowidKey(const char* key);
+
+// Appends the sortable text of `value` (without the 'b' and the NUL).
+void AppendSortableNumber(double value, std::string* out);
+
+// Append one complete index field.
+void AppendNullField(std::string* out);
+void AppendNumberField(double value, std::string* out);
+void AppendTextField(std::string_view text, std::string* out);
+
+}  // namespace sqlite2::format
+
+#endif  // SQLITE2_FORMAT_KEYS_H_

@@ -1,0 +1,40 @@
+// Rows of a table B-tree: a 4-byte key holding the rowid (see keys.h) and
+// the row record as data. Any other key size means the file is damaged.
+#ifndef SQLITE2_FORMAT_TABLE_CURSOR_H_
+#define SQLITE2_FORMAT_TABLE_CURSOR_H_
+
+#include <cstdint>
+#include <string_view>
+
+#include "sqlite2/format/btree_cursor.h"
+#include "sqlite2/format/pager.h"
+#include "sqlite2/status.h"
+
+namespace sqlite2::format {
+
+class TableCursor {
+ public:
+  // `pager` must outlive the cursor. The cursor starts before the first row.
+  TableCursor(Pager* pager, PageNumber root) : cursor_(pager, root) {}
+
+  // Moves to the next row in ascending rowid order; `*has_row` is false at
+  // the end.
+  Status Next(bool* has_row);
+  // Moves to the row with `rowid`; `*found` says whether it exists. When it
+  // does, Next() continues with the rows after it.
+  Status SeekRowid(int32_t rowid, bool* found);
+
+  // The current row; valid until the cursor moves.
+  int32_t rowid() const { return rowid_; }
+  std::string_view record() const { return cursor_.data(); }
+
+ private:
+  Status Load(bool has_entry);
+
+  BtreeCursor cursor_;
+  int32_t rowid_ = 0;
+};
+
+}  // namespace sqlite2::format
+
+#endif  // SQLITE2_FORMAT_TABLE_CURSOR_H_
