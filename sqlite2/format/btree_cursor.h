@@ -52,9 +52,12 @@ class BtreeCursor {
   };
 
   Status Fail(Status status);
-  Status Push(PageNumber number);
-  Status ReadKey(const BtreePage& page, const Cell& cell, std::string* buffer,
-                 std::string_view* key);
+  // Loads, checks and enters page `number`.
+  Status Push(PageNumber number, bool is_root);
+  // The first min(key size, `limit`) bytes of the cell's key, from the page
+  // or, when they overflow, copied into `buffer`.
+  Status ReadKeyPrefix(const BtreePage& page, const Cell& cell, size_t limit, std::string* buffer,
+                       std::string_view* prefix);
   Status LoadEntry(const BtreePage& page, const Cell& cell);
 
   Pager* pager_;

@@ -35,6 +35,7 @@ class IndexCursor {
  private:
   BtreeCursor cursor_;
   std::string prefix_;
+  bool past_prefix_ = false;
   int32_t rowid_ = 0;
 };
 

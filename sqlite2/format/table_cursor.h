@@ -29,8 +29,6 @@ class TableCursor {
   std::string_view record() const { return cursor_.data(); }
 
  private:
-  Status Load(bool has_entry);
-
   BtreeCursor cursor_;
   int32_t rowid_ = 0;
 };

@@ -1,0 +1,171 @@
+#include "sqlite2/format/btree_cursor.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "sqlite2/format/payload.h"
+
+namespace sqlite2::format {
+namespace {
+
+// Orders a cell's key, of which `prefix` holds the first bytes and
+// `full_size` is the length, against `key`. `prefix` must hold at least
+// min(full_size, key.size()) bytes.
+int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key) {
+  const size_t common = std::min<size_t>(full_size, key.size());
+  const int c = common == 0 ? 0 : std::memcmp(prefix.data(), key.data(), common);
+  if (c != 0)
+    return c;
+  if (full_size == key.size())
+    return 0;
+  return full_size < key.size() ? -1 : 1;
+}
+
+}  // namespace
+
+void BtreeCursor::Rewind() {
+  stack_.clear();
+  visited_.clear();
+  started_ = false;
+  error_ = Status::Ok();
+  key_ = data_ = {};
+}
+
+Status BtreeCursor::Fail(Status status) {
+  error_ = status;
+  key_ = data_ = {};
+  return status;
+}
+
+Status BtreeCursor::Push(PageNumber number, bool is_root) {
+  if (stack_.size() >= kMaxDepth)
+    return Status::Corrupt();
+  // A page reached twice means a pointer cycle or a shared subtree.
+  if (!visited_.insert(number).second)
+    return Status::Corrupt();
+  if (!is_root && number > pager_->page_count())
+    return Status::Corrupt();
+  PageRef bytes;
+  Status status = pager_->GetPage(number, &bytes);
+  if (!status.ok())
+    return status;
+  Frame frame;
+  status =
+      BtreePage::DecodeFrom(number, std::move(bytes), pager_->byte_order(), is_root, &frame.page);
+  if (!status.ok())
+    return status;
+  stack_.push_back(std::move(frame));
+  return Status::Ok();
+}
+
+Status BtreeCursor::SeekAtLeast(std::string_view key) {
+  Rewind();
+  started_ = true;
+  std::string buffer;
+  PageNumber number = root_;
+  for (bool is_root = true;; is_root = false) {
+    Status status = Push(number, is_root);
+    if (!status.ok())
+      return Fail(status);
+    const BtreePage& page = stack_.back().page;
+    // Binary search for the first cell whose key is >= `key`.
+    size_t low = 0, high = page.cells.size();
+    bool equal = false;
+    while (low < high) {
+      const size_t middle = low + (high - low) / 2;
+      const Cell& cell = page.cells[middle];
+      std::string_view prefix;
+      status = ReadKeyPrefix(page, cell, key.size(), &buffer, &prefix);
+      if (!status.ok())
+        return Fail(status);
+      const int c = CompareKey(prefix, cell.key_size, key);
+      if (c < 0) {
+        low = middle + 1;
+      } else {
+        high = middle;
+        equal = c == 0;
+      }
+    }
+    equal = equal && low < page.cells.size();
+    Frame& frame = stack_.back();
+    frame.index = low;
+    // Everything left of the found cell is smaller than `key`.
+    frame.child_done = true;
+    if (equal)
+      return Status::Ok();
+    number = low < page.cells.size() ? page.cells[low].left_child : page.right_child;
+    if (number == 0)
+      return Status::Ok();
+  }
+}
+
+Status BtreeCursor::Next(bool* has_entry) {
+  *has_entry = false;
+  if (!error_.ok())
+    return error_;
+  if (!started_) {
+    started_ = true;
+    Status status = Push(root_, /*is_root=*/true);
+    if (!status.ok())
+      return Fail(status);
+  }
+  while (!stack_.empty()) {
+    Frame& frame = stack_.back();
+    const size_t count = frame.page.cells.size();
+    if (!frame.child_done) {
+      frame.child_done = true;
+      const PageNumber child =
+          frame.index < count ? frame.page.cells[frame.index].left_child : frame.page.right_child;
+      if (child != 0) {
+        Status status = Push(child, /*is_root=*/false);
+        if (!status.ok())
+          return Fail(status);
+        continue;
+      }
+    }
+    if (frame.index < count) {
+      const Cell& cell = frame.page.cells[frame.index];
+      ++frame.index;
+      frame.child_done = false;
+      Status status = LoadEntry(frame.page, cell);
+      if (!status.ok())
+        return Fail(status);
+      *has_entry = true;
+      return Status::Ok();
+    }
+    stack_.pop_back();
+  }
+  key_ = data_ = {};
+  return Status::Ok();
+}
+
+Status BtreeCursor::ReadKeyPrefix(const BtreePage& page, const Cell& cell, size_t limit,
+                                  std::string* buffer, std::string_view* prefix) {
+  const uint32_t size = static_cast<uint32_t>(std::min<size_t>(cell.key_size, limit));
+  if (size <= cell.local_payload_size()) {
+    *prefix = {reinterpret_cast<const char*>(page.local_payload(cell)), size};
+    return Status::Ok();
+  }
+  buffer->clear();
+  Status status = ReadPayload(*pager_, page, cell, 0, size, buffer);
+  *prefix = *buffer;
+  return status;
+}
+
+Status BtreeCursor::LoadEntry(const BtreePage& page, const Cell& cell) {
+  std::string_view payload;
+  if (cell.payload_size() <= kMaxLocalPayload) {
+    payload = {reinterpret_cast<const char*>(page.local_payload(cell)), cell.payload_size()};
+  } else {
+    payload_.clear();
+    Status status = ReadPayload(*pager_, page, cell, 0, cell.payload_size(), &payload_);
+    if (!status.ok())
+      return status;
+    payload = payload_;
+  }
+  key_ = payload.substr(0, cell.key_size);
+  data_ = payload.substr(cell.key_size);
+  return Status::Ok();
+}
+
+}  // namespace sqlite2::format

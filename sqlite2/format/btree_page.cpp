@@ -1,0 +1,86 @@
+#include "sqlite2/format/btree_page.h"
+
+#include <bitset>
+
+namespace sqlite2::format {
+namespace {
+
+constexpr uint32_t kUsableSize = kPageSize - kPageHeaderSize;
+constexpr uint32_t kLargestCellOffset = kPageSize - kMinCellSize;
+constexpr uint32_t kLargestFreeBlockOffset = kPageSize - 4;
+constexpr uint32_t kOverflowPointerOffset = kCellHeaderSize + kMaxLocalPayload;
+
+Cell DecodeCellHeader(const uint8_t* p, uint16_t offset, ByteOrder order, uint16_t* next) {
+  Cell cell;
+  cell.offset = offset;
+  cell.left_child = Load32(p, order);
+  cell.key_size = Load16(p + 4, order) + (uint32_t{p[8]} << 16);
+  *next = Load16(p + 6, order);
+  cell.data_size = Load16(p + 10, order) + (uint32_t{p[9]} << 16);
+  return cell;
+}
+
+}  // namespace
+
+uint32_t Cell::size() const {
+  if (payload_size() > kMaxLocalPayload)
+    return kOverflowPointerOffset + 4;
+  return (kCellHeaderSize + payload_size() + 3) & ~3u;
+}
+
+Status BtreePage::DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, bool is_root,
+                             BtreePage* out) {
+  out->number = number;
+  out->bytes = std::move(bytes);
+  out->cells.clear();
+  const uint8_t* p = out->bytes->data();
+  out->right_child = Load32(p, order);
+  const uint16_t first_cell = Load16(p + 4, order);
+  const uint16_t first_free = Load16(p + 6, order);
+
+  // A loop in the cell list would otherwise never end; the list can hold at
+  // most kMaxCellsPerPage cells, and no cell may be reached twice.
+  std::bitset<kPageSize / 4> seen;
+  uint32_t cell_bytes = 0;
+  for (uint16_t offset = first_cell; offset != 0;) {
+    if (offset < kPageHeaderSize || offset > kLargestCellOffset || offset % 4 != 0 ||
+        seen[offset / 4] || out->cells.size() == kMaxCellsPerPage) {
+      return Status::Corrupt();
+    }
+    seen[offset / 4] = true;
+    uint16_t next;
+    Cell cell = DecodeCellHeader(p + offset, offset, order, &next);
+    if (offset + cell.size() > kPageSize)
+      return Status::Corrupt();
+    if (cell.payload_size() > kMaxLocalPayload) {
+      cell.overflow = Load32(p + offset + kOverflowPointerOffset, order);
+    }
+    cell_bytes += cell.size();
+    out->cells.push_back(cell);
+    offset = next;
+  }
+
+  // Free blocks are linked in strictly ascending order, which also bounds
+  // the walk.
+  uint32_t free_bytes = 0;
+  for (uint16_t offset = first_free; offset != 0;) {
+    if (offset < kPageHeaderSize || offset > kLargestFreeBlockOffset)
+      return Status::Corrupt();
+    const uint16_t next = Load16(p + offset + 2, order);
+    if (next != 0 && next <= offset)
+      return Status::Corrupt();
+    free_bytes += Load16(p + offset, order);
+    offset = next;
+  }
+
+  // A page of zeros (a root past the end of a truncated file) has neither
+  // cells nor free blocks and still counts as an empty page.
+  const bool blank = out->cells.empty() && first_free == 0;
+  if (!blank && cell_bytes + free_bytes != kUsableSize)
+    return Status::Corrupt();
+  if (out->cells.empty() && !is_root)
+    return Status::Corrupt();
+  return Status::Ok();
+}
+
+}  // namespace sqlite2::format

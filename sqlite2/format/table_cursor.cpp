@@ -1,0 +1,30 @@
+#include "sqlite2/format/table_cursor.h"
+
+#include "sqlite2/format/keys.h"
+
+namespace sqlite2::format {
+
+Status TableCursor::Next(bool* has_row) {
+  Status status = cursor_.Next(has_row);
+  if (!status.ok() || !*has_row)
+    return status;
+  if (cursor_.key().size() != kRowidKeySize) {
+    *has_row = false;
+    return Status::Corrupt();
+  }
+  rowid_ = DecodeRowidKey(cursor_.key().data());
+  return Status::Ok();
+}
+
+Status TableCursor::SeekRowid(int32_t rowid, bool* found) {
+  *found = false;
+  Status status = cursor_.SeekAtLeast(EncodeRowidKey(rowid));
+  if (!status.ok())
+    return status;
+  bool has_row;
+  status = Next(&has_row);
+  *found = status.ok() && has_row && rowid_ == rowid;
+  return status;
+}
+
+}  // namespace sqlite2::format
