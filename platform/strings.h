@@ -2,9 +2,15 @@
 #ifndef PLATFORM_STRINGS_H_
 #define PLATFORM_STRINGS_H_
 
+#include <string_view>
+
 #include "platform/values.h"
 
-enum CFComparisonResult { kCFCompareLessThan = -1, kCFCompareEqualTo = 0, kCFCompareGreaterThan = 1 };
+enum CFComparisonResult {
+  kCFCompareLessThan = -1,
+  kCFCompareEqualTo = 0,
+  kCFCompareGreaterThan = 1
+};
 enum CFStringCompareFlags { kCFCompareNone = 0, kCFCompareCaseInsensitive = 1 };
 
 // Compares two strings. With kCFCompareCaseInsensitive both are compared after
@@ -12,6 +18,12 @@ enum CFStringCompareFlags { kCFCompareNone = 0, kCFCompareCaseInsensitive = 1 };
 // code units, as the platform orders strings.
 CFComparisonResult CFStringCompare(const cf::String& a, const cf::String& b,
                                    CFStringCompareFlags options);
+
+namespace cf {
+// Orders UTF-8 texts as their UTF-16 code units order, the order in which the
+// platform sorts dictionary keys. Same result as CFStringCompare without flags.
+CFComparisonResult CompareAsUtf16(std::string_view a, std::string_view b);
+}  // namespace cf
 
 // The leading decimal integer of the text: leading white space skipped, an
 // optional sign, then digits; 0 when there are none; clamped to the int range.

@@ -42,18 +42,19 @@ class Ref {
   Ref(std::nullptr_t) {}
   // Takes a new reference to `object` (which may be null).
   explicit Ref(T* object) : object_(object) {
-    if (object_) Retain(object_);
+    if (object_)
+      Retain(object_);
   }
   Ref(const Ref& other) : Ref(other.object_) {}
   Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class U>
-    requires std::is_convertible_v<U*, T*>
-  Ref(const Ref<U>& other) : Ref(other.get()) {}
+  requires std::is_convertible_v<U*, T*> Ref(const Ref<U>& other) : Ref(other.get()) {}
   template <class U>
-    requires std::is_convertible_v<U*, T*>
-  Ref(Ref<U>&& other) noexcept : object_(other.Leak()) {}
+  requires std::is_convertible_v<U*, T*> Ref(Ref<U>&& other)
+  noexcept : object_(other.Leak()) {}
   ~Ref() {
-    if (object_) Release(object_);
+    if (object_)
+      Release(object_);
   }
   Ref& operator=(Ref other) noexcept {
     std::swap(object_, other.object_);
@@ -159,6 +160,7 @@ class Array final : public Object {
   auto begin() const { return items_.begin(); }
   auto end() const { return items_.end(); }
 
+  // Appends `value`; a null value is ignored.
   void Append(Ref<Object> value);
   // True when an element is equal to `value` (deep equality, as Equal()).
   bool ContainsValue(const Object* value) const;
@@ -191,14 +193,16 @@ class Dictionary final : public Object {
   Array* GetArray(std::string_view key) const;
   Dictionary* GetDictionary(std::string_view key) const;
 
-  // Stores `value` (not null) under `key`, replacing an earlier value in place.
+  // Stores `value` under `key`, replacing an earlier value in place. A null
+  // value is ignored: a dictionary never holds null.
   void Set(std::string_view key, Ref<Object> value);
 
   auto begin() const { return entries_.begin(); }
   auto end() const { return entries_.end(); }
 
  private:
-  Dictionary() : Object(TypeID::kDictionary) {}
+  Dictionary();
+  ~Dictionary() override;  // Out of line: Index is complete only there.
   void ForEachChild(void (*visit)(Object*, void*), void* context) override;
   void DropChildren() override;
   std::vector<Entry> entries_;
@@ -236,8 +240,13 @@ bool Equal(const Object* a, const Object* b);
 // have gathered, and at process exit.
 void CollectCycles();
 
+// How many values exist right now; lets tests see that memory was reclaimed.
+size_t LiveObjectCount();
+
 // Helpers that keep call sites short.
-inline Ref<Object> MakeString(std::string_view utf8) { return String::Create(utf8); }
+inline Ref<Object> MakeString(std::string_view utf8) {
+  return String::Create(utf8);
+}
 
 }  // namespace cf
 

@@ -1,0 +1,611 @@
+#include "platform/values.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace cf {
+namespace {
+
+size_t live_objects = 0;
+
+// Well-formed UTF-8 as Unicode defines it: no overlong forms, no surrogates,
+// nothing past U+10FFFF, no sequence cut short.
+bool IsWellFormedUtf8(std::string_view text) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  size_t size = text.size();
+  size_t i = 0;
+  while (i < size) {
+    unsigned char lead = bytes[i];
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    }
+    size_t trail_count;
+    unsigned char low = 0x80, high = 0xBF;  // Allowed range of the first trail byte.
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      trail_count = 1;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      trail_count = 2;
+      if (lead == 0xE0)
+        low = 0xA0;  // Overlong below U+0800.
+      if (lead == 0xED)
+        high = 0x9F;  // Surrogates U+D800-DFFF.
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      trail_count = 3;
+      if (lead == 0xF0)
+        low = 0x90;  // Overlong below U+10000.
+      if (lead == 0xF4)
+        high = 0x8F;  // Past U+10FFFF.
+    } else {
+      return false;  // Continuation byte, overlong C0/C1 lead, or F5-FF.
+    }
+    if (size - i - 1 < trail_count)
+      return false;
+    if (bytes[i + 1] < low || bytes[i + 1] > high)
+      return false;
+    for (size_t k = 2; k <= trail_count; ++k) {
+      if ((bytes[i + k] & 0xC0) != 0x80)
+        return false;
+    }
+    i += trail_count + 1;
+  }
+  return true;
+}
+
+bool IsContainer(const Object* object) {
+  return object->type() == TypeID::kArray || object->type() == TypeID::kDictionary;
+}
+
+}  // namespace
+
+// Reference counting with synchronous cycle collection (trial deletion after
+// Bacon and Rajan). Only arrays and dictionaries can close a cycle, so only
+// they become candidates; strings, booleans and URLs are freed at zero at once.
+//
+// Freeing is iterative: a release that drops the last reference queues the
+// object, and the outermost release drains the queue, so a long chain of
+// nested containers never deepens the stack. Collection runs only from that
+// outermost point, never while an object is half torn down.
+class CycleCollector {
+ public:
+  static CycleCollector& Get() {
+    // Never destroyed: references held by other static objects are released
+    // during exit, after any destructor of ours would have run.
+    static CycleCollector* collector = new CycleCollector;
+    return *collector;
+  }
+
+  static void Retain(Object* object) {
+    ++object->count_;
+    if (object->color_ != kCollecting)
+      object->color_ = kBlack;
+  }
+
+  void Release(Object* object) {
+    if (object->color_ == kCollecting) {
+      // Part of a garbage cycle being torn down; the collector frees it.
+      --object->count_;
+      return;
+    }
+    if (--object->count_ == 0) {
+      pending_.push_back(object);
+    } else if (IsContainer(object)) {
+      PossibleRoot(object);
+    }
+    if (busy_)
+      return;
+    busy_ = true;
+    Drain();
+    if (roots_.size() >= threshold_)
+      Collect();
+    busy_ = false;
+  }
+
+  void CollectNow() {
+    if (busy_)
+      return;
+    busy_ = true;
+    Collect();
+    busy_ = false;
+  }
+
+ private:
+  enum Color : uint8_t { kBlack = 0, kGray, kWhite, kPurple, kCollecting };
+  static constexpr size_t kMinimumThreshold = 1024;
+
+  void PossibleRoot(Object* object) {
+    object->color_ = kPurple;
+    if (object->buffered_)
+      return;
+    object->buffered_ = true;
+    roots_.push_back(object);
+    if (!exit_hook_installed_) {
+      exit_hook_installed_ = true;
+      std::atexit([] { CollectCycles(); });
+    }
+  }
+
+  // Frees everything queued, including what each free releases in turn.
+  void Drain() {
+    while (!pending_.empty()) {
+      Object* object = pending_.back();
+      pending_.pop_back();
+      if (object->buffered_) {
+        // Still listed as a candidate: let go of its children now, free the
+        // object itself when the candidate list is next walked.
+        object->color_ = kBlack;
+        object->DropChildren();
+      } else {
+        Free(object);
+      }
+    }
+  }
+
+  static void Free(Object* object) {
+    --live_objects;
+    delete object;
+  }
+
+  template <class Visit>
+  static void ForEachContainerChild(Object* object, Visit visit) {
+    object->ForEachChild(
+        [](Object* child, void* context) {
+          if (IsContainer(child))
+            (*static_cast<Visit*>(context))(child);
+        },
+        &visit);
+  }
+
+  void Collect() {
+    MarkRoots();
+    for (Object* root : roots_)
+      Scan(root);
+    CollectRoots();
+    Drain();
+    // Collect again once at least as many candidates gathered as this round
+    // had to look at, so the work stays proportional to what is released.
+    threshold_ = std::max(kMinimumThreshold, traversed_);
+    traversed_ = 0;
+  }
+
+  void MarkRoots() {
+    std::vector<Object*> kept;
+    for (Object* root : roots_) {
+      if (root->color_ == kPurple) {
+        MarkGray(root);
+        kept.push_back(root);
+        continue;
+      }
+      root->buffered_ = false;
+      if (root->color_ == kBlack && root->count_ == 0)
+        Free(root);
+    }
+    roots_ = std::move(kept);
+  }
+
+  // Subtracts the references that come from inside the subgraph.
+  void MarkGray(Object* start) {
+    if (start->color_ == kGray)
+      return;
+    start->color_ = kGray;
+    stack_.push_back(start);
+    while (!stack_.empty()) {
+      Object* object = stack_.back();
+      stack_.pop_back();
+      ++traversed_;
+      ForEachContainerChild(object, [this](Object* child) {
+        --child->count_;
+        if (child->color_ != kGray) {
+          child->color_ = kGray;
+          stack_.push_back(child);
+        }
+      });
+    }
+  }
+
+  // Whatever still has references from outside is alive, and so is
+  // everything it reaches; the rest turns white.
+  void Scan(Object* start) {
+    stack_.push_back(start);
+    while (!stack_.empty()) {
+      Object* object = stack_.back();
+      stack_.pop_back();
+      if (object->color_ != kGray)
+        continue;
+      if (object->count_ > 0) {
+        ScanBlack(object);
+        continue;
+      }
+      object->color_ = kWhite;
+      ForEachContainerChild(object, [this](Object* child) { stack_.push_back(child); });
+    }
+  }
+
+  void ScanBlack(Object* start) {
+    std::vector<Object*> stack{start};
+    start->color_ = kBlack;
+    while (!stack.empty()) {
+      Object* object = stack.back();
+      stack.pop_back();
+      ForEachContainerChild(object, [&stack](Object* child) {
+        ++child->count_;
+        if (child->color_ != kBlack) {
+          child->color_ = kBlack;
+          stack.push_back(child);
+        }
+      });
+    }
+  }
+
+  void CollectRoots() {
+    std::vector<Object*> roots = std::exchange(roots_, {});
+    for (Object* root : roots)
+      root->buffered_ = false;
+    std::vector<Object*> garbage;
+    for (Object* root : roots) {
+      if (root->color_ != kWhite)
+        continue;
+      root->color_ = kCollecting;
+      stack_.push_back(root);
+      while (!stack_.empty()) {
+        Object* object = stack_.back();
+        stack_.pop_back();
+        garbage.push_back(object);
+        ForEachContainerChild(object, [this](Object* child) {
+          if (child->color_ == kWhite) {
+            child->color_ = kCollecting;
+            stack_.push_back(child);
+          }
+        });
+      }
+    }
+    // Give back the references trial deletion took away, so that dropping
+    // the children below releases each of them exactly once.
+    for (Object* object : garbage) {
+      ForEachContainerChild(object, [](Object* child) { ++child->count_; });
+    }
+    for (Object* object : garbage)
+      object->DropChildren();
+    for (Object* object : garbage)
+      Free(object);
+  }
+
+  std::vector<Object*> roots_;
+  std::vector<Object*> pending_;
+  std::vector<Object*> stack_;
+  size_t threshold_ = kMinimumThreshold;
+  size_t traversed_ = 0;
+  bool busy_ = false;
+  bool exit_hook_installed_ = false;
+};
+
+void Retain(Object* object) {
+  CycleCollector::Retain(object);
+}
+void Release(Object* object) {
+  CycleCollector::Get().Release(object);
+}
+void CollectCycles() {
+  CycleCollector::Get().CollectNow();
+}
+size_t LiveObjectCount() {
+  return live_objects;
+}
+
+// Object
+
+void Object::ForEachChild(void (*)(Object*, void*), void*) {}
+
+const String* Object::AsString() const {
+  return type_ == TypeID::kString ? static_cast<const String*>(this) : nullptr;
+}
+const Boolean* Object::AsBoolean() const {
+  return type_ == TypeID::kBoolean ? static_cast<const Boolean*>(this) : nullptr;
+}
+Array* Object::AsArray() {
+  return type_ == TypeID::kArray ? static_cast<Array*>(this) : nullptr;
+}
+const Array* Object::AsArray() const {
+  return type_ == TypeID::kArray ? static_cast<const Array*>(this) : nullptr;
+}
+Dictionary* Object::AsDictionary() {
+  return type_ == TypeID::kDictionary ? static_cast<Dictionary*>(this) : nullptr;
+}
+const Dictionary* Object::AsDictionary() const {
+  return type_ == TypeID::kDictionary ? static_cast<const Dictionary*>(this) : nullptr;
+}
+const URL* Object::AsURL() const {
+  return type_ == TypeID::kURL ? static_cast<const URL*>(this) : nullptr;
+}
+
+// String
+
+Ref<String> String::Create(std::string_view utf8) {
+  if (!IsWellFormedUtf8(utf8))
+    return nullptr;
+  ++live_objects;
+  return Ref<String>(new String(std::string(utf8)));
+}
+
+size_t String::length() const {
+  size_t units = 0;
+  for (unsigned char byte : utf8_) {
+    if ((byte & 0xC0) != 0x80)
+      ++units;  // Each code point starts one unit...
+    if (byte >= 0xF0)
+      ++units;  // ...and those past U+FFFF take a surrogate pair.
+  }
+  return units;
+}
+
+bool String::HasPrefix(std::string_view prefix) const {
+  return utf8_.starts_with(prefix);
+}
+
+// Boolean
+
+const Ref<Boolean>& Boolean::True() {
+  // Never destroyed, so a static tree released late at exit still finds it.
+  static const Ref<Boolean>* value = [] {
+    ++live_objects;
+    return new Ref<Boolean>(new Boolean(true));
+  }();
+  return *value;
+}
+
+const Ref<Boolean>& Boolean::False() {
+  static const Ref<Boolean>* value = [] {
+    ++live_objects;
+    return new Ref<Boolean>(new Boolean(false));
+  }();
+  return *value;
+}
+
+// Array
+
+Ref<Array> Array::Create() {
+  ++live_objects;
+  return Ref<Array>(new Array);
+}
+
+void Array::Append(Ref<Object> value) {
+  if (value)
+    items_.push_back(std::move(value));
+}
+
+bool Array::ContainsValue(const Object* value) const {
+  return std::any_of(items_.begin(), items_.end(),
+                     [value](const Ref<Object>& item) { return Equal(item.get(), value); });
+}
+
+void Array::ForEachChild(void (*visit)(Object*, void*), void* context) {
+  for (const Ref<Object>& item : items_)
+    visit(item.get(), context);
+}
+
+void Array::DropChildren() {
+  items_.clear();
+}
+
+// Dictionary
+
+namespace {
+
+struct KeyHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
+};
+
+}  // namespace
+
+class Dictionary::Index {
+ public:
+  std::unordered_map<std::string, size_t, KeyHash, std::equal_to<>> positions;
+};
+
+// Below this many entries a linear scan beats hashing.
+constexpr size_t kIndexThreshold = 16;
+
+Dictionary::Dictionary() : Object(TypeID::kDictionary) {}
+Dictionary::~Dictionary() = default;
+
+Ref<Dictionary> Dictionary::Create() {
+  ++live_objects;
+  return Ref<Dictionary>(new Dictionary);
+}
+
+Object* Dictionary::Get(std::string_view key) const {
+  if (index_) {
+    auto found = index_->positions.find(key);
+    return found == index_->positions.end() ? nullptr : entries_[found->second].value.get();
+  }
+  for (const Entry& entry : entries_) {
+    if (entry.key == key)
+      return entry.value.get();
+  }
+  return nullptr;
+}
+
+const String* Dictionary::GetString(std::string_view key) const {
+  Object* value = Get(key);
+  return value ? value->AsString() : nullptr;
+}
+
+Array* Dictionary::GetArray(std::string_view key) const {
+  Object* value = Get(key);
+  return value ? value->AsArray() : nullptr;
+}
+
+Dictionary* Dictionary::GetDictionary(std::string_view key) const {
+  Object* value = Get(key);
+  return value ? value->AsDictionary() : nullptr;
+}
+
+void Dictionary::Set(std::string_view key, Ref<Object> value) {
+  if (!value)
+    return;
+  if (index_) {
+    auto found = index_->positions.find(key);
+    if (found != index_->positions.end()) {
+      entries_[found->second].value = std::move(value);
+      return;
+    }
+  } else {
+    for (Entry& entry : entries_) {
+      if (entry.key == key) {
+        entry.value = std::move(value);
+        return;
+      }
+    }
+  }
+  entries_.push_back(Entry{std::string(key), std::move(value)});
+  if (index_) {
+    index_->positions.emplace(entries_.back().key, entries_.size() - 1);
+  } else if (entries_.size() > kIndexThreshold) {
+    index_ = std::make_unique<Index>();
+    for (size_t i = 0; i < entries_.size(); ++i)
+      index_->positions.emplace(entries_[i].key, i);
+  }
+}
+
+void Dictionary::ForEachChild(void (*visit)(Object*, void*), void* context) {
+  for (const Entry& entry : entries_)
+    visit(entry.value.get(), context);
+}
+
+void Dictionary::DropChildren() {
+  index_.reset();
+  entries_.clear();
+}
+
+// URL
+
+namespace {
+
+std::string WithoutTrailingSlashes(std::string path) {
+  while (path.size() > 1 && path.back() == '/')
+    path.pop_back();
+  return path;
+}
+
+bool StaysUnescapedInFileURL(unsigned char c) {
+  if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
+    return true;
+  return std::string_view("-._~!$&'()*+,;=:@/").find(static_cast<char>(c)) !=
+         std::string_view::npos;
+}
+
+}  // namespace
+
+Ref<URL> URL::CreateWithFileSystemPath(std::string_view path) {
+  if (path.empty() || path.front() != '/')
+    return nullptr;
+  ++live_objects;
+  return Ref<URL>(new URL(WithoutTrailingSlashes(std::string(path))));
+}
+
+Ref<URL> URL::CopyAppendingPathComponent(std::string_view component) const {
+  std::string path = path_;
+  if (path.back() != '/')
+    path += '/';
+  path += component;
+  ++live_objects;
+  return Ref<URL>(new URL(WithoutTrailingSlashes(std::move(path))));
+}
+
+std::string URL::AbsoluteString() const {
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string result = "file://";
+  for (unsigned char c : path_) {
+    if (StaysUnescapedInFileURL(c)) {
+      result += static_cast<char>(c);
+    } else {
+      result += '%';
+      result += kHex[c >> 4];
+      result += kHex[c & 0xF];
+    }
+  }
+  return result;
+}
+
+// Equality
+
+namespace {
+
+struct PairHash {
+  size_t operator()(const std::pair<const Object*, const Object*>& pair) const {
+    return std::hash<const void*>()(pair.first) * 31 + std::hash<const void*>()(pair.second);
+  }
+};
+
+// Compares two values without looking into containers; says whether their
+// contents still need comparing.
+bool ShallowEqual(const Object* a, const Object* b, bool* look_inside) {
+  *look_inside = false;
+  if (a == b)
+    return true;
+  if (!a || !b || a->type() != b->type())
+    return false;
+  switch (a->type()) {
+    case TypeID::kString:
+      return a->AsString()->utf8() == b->AsString()->utf8();
+    case TypeID::kBoolean:
+      return a->AsBoolean()->value() == b->AsBoolean()->value();
+    case TypeID::kURL:
+      return a->AsURL()->path() == b->AsURL()->path();
+    case TypeID::kArray:
+      *look_inside = true;
+      return a->AsArray()->size() == b->AsArray()->size();
+    case TypeID::kDictionary:
+      *look_inside = true;
+      return a->AsDictionary()->size() == b->AsDictionary()->size();
+  }
+  return false;
+}
+
+}  // namespace
+
+bool Equal(const Object* a, const Object* b) {
+  bool look_inside;
+  if (!ShallowEqual(a, b, &look_inside))
+    return false;
+  if (!look_inside)
+    return true;
+  // Pairs of containers are compared from a work list rather than by
+  // recursion, so depth costs no stack. A pair met again is either under
+  // comparison or already found equal (a difference ends the walk at once),
+  // so it counts as equal: that is what makes cycles terminate.
+  std::vector<std::pair<const Object*, const Object*>> work{{a, b}};
+  std::unordered_set<std::pair<const Object*, const Object*>, PairHash> seen;
+  while (!work.empty()) {
+    auto [x, y] = work.back();
+    work.pop_back();
+    bool containers;
+    if (!ShallowEqual(x, y, &containers))
+      return false;
+    if (!containers || !seen.emplace(x, y).second)
+      continue;
+    if (const Array* array = x->AsArray()) {
+      const Array* other = y->AsArray();
+      for (size_t i = 0; i < array->size(); ++i) {
+        work.emplace_back(array->at(i).get(), other->at(i).get());
+      }
+    } else {
+      const Dictionary* other = y->AsDictionary();
+      for (const Dictionary::Entry& entry : *x->AsDictionary()) {
+        const Object* counterpart = other->Get(entry.key);
+        if (!counterpart)
+          return false;
+        work.emplace_back(entry.value.get(), counterpart);
+      }
+    }
+  }
+  return true;
+}
+
+}  // namespace cf

@@ -1,0 +1,315 @@
+#include "platform/values.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace cf {
+namespace {
+
+Ref<Array> ArrayOf(std::initializer_list<const char*> items) {
+  Ref<Array> array = Array::Create();
+  for (const char* item : items)
+    array->Append(MakeString(item));
+  return array;
+}
+
+std::vector<std::string> Keys(const Dictionary& dictionary) {
+  std::vector<std::string> keys;
+  for (const auto& entry : dictionary)
+    keys.push_back(entry.key);
+  return keys;
+}
+
+TEST(StringTest, AcceptsOnlyWellFormedUtf8) {
+  struct Case {
+    const char* name;
+    std::string bytes;
+    bool valid;
+  };
+  const Case cases[] = {
+      {"empty", "", true},
+      {"ascii", "Helvetica Neue", true},
+      {"two bytes", "\xC3\xA9", true},
+      {"three bytes", "\xE2\x82\xAC", true},
+      {"last before surrogates", "\xED\x9F\xBF", true},
+      {"first after surrogates", "\xEE\x80\x80", true},
+      {"four bytes", "\xF0\x9F\x98\x80", true},
+      {"highest code point", "\xF4\x8F\xBF\xBF", true},
+      {"overlong NUL", std::string("\xC0\x80"), false},
+      {"overlong two bytes", "\xC1\xBF", false},
+      {"overlong three bytes", "\xE0\x9F\xBF", false},
+      {"overlong four bytes", "\xF0\x8F\xBF\xBF", false},
+      {"high surrogate", "\xED\xA0\x80", false},
+      {"low surrogate", "\xED\xBF\xBF", false},
+      {"past U+10FFFF", "\xF4\x90\x80\x80", false},
+      {"lead F5", "\xF5\x80\x80\x80", false},
+      {"byte FF", "a\xFF", false},
+      {"stray continuation", "\x80", false},
+      {"truncated two bytes", "abc\xC3", false},
+      {"truncated four bytes", "\xF0\x9F\x98", false},
+      {"ascii where trail expected", "\xE2\x28\xA1", false},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(String::Create(c.bytes) != nullptr, c.valid) << c.name;
+  }
+}
+
+TEST(StringTest, LengthCountsUtf16Units) {
+  const std::pair<const char*, size_t> cases[] = {
+      {"", 0}, {"abc", 3}, {"caf\xC3\xA9", 4}, {"\xE2\x82\xAC", 1}, {"a\xF0\x9F\x98\x80", 3}};
+  for (const auto& [text, units] : cases)
+    EXPECT_EQ(String::Create(text)->length(), units) << text;
+}
+
+TEST(DictionaryTest, KeepsInsertionOrderAndReplacesInPlace) {
+  // Small dictionaries scan; big ones use an index. Both must behave alike.
+  for (int count : {3, 200}) {
+    Ref<Dictionary> dictionary = Dictionary::Create();
+    std::vector<std::string> expected;
+    for (int i = count; i > 0; --i) {
+      expected.push_back("key" + std::to_string(i));
+      dictionary->Set(expected.back(), MakeString(std::to_string(i)));
+    }
+    dictionary->Set("key2", MakeString("again"));
+    dictionary->Set("key1", Ref<Object>());  // Ignored: nothing null is stored.
+    EXPECT_EQ(Keys(*dictionary), expected) << count;
+    EXPECT_EQ(dictionary->GetString("key2")->utf8(), "again") << count;
+    EXPECT_EQ(dictionary->GetString("key1")->utf8(), "1") << count;
+    EXPECT_EQ(dictionary->Get("key0"), nullptr) << count;
+    EXPECT_EQ(dictionary->GetArray("key1"), nullptr) << count;
+  }
+}
+
+TEST(DictionaryTest, SharedChildIsSeenThroughEveryParent) {
+  Ref<Dictionary> child = Dictionary::Create();
+  child->Set("SetName", MakeString("Child"));
+  Ref<Dictionary> first = Dictionary::Create(), second = Dictionary::Create();
+  for (Dictionary* parent : {first.get(), second.get()}) {
+    Ref<Array> children = Array::Create();
+    children->Append(child);
+    parent->Set("Children", children);
+  }
+  Ref<Array> fonts = Array::Create();
+  child->Set("Fonts", fonts);
+  fonts->Append(MakeString("Font"));
+  child = nullptr;
+
+  for (Dictionary* parent : {first.get(), second.get()}) {
+    Dictionary* seen = parent->GetArray("Children")->at(0)->AsDictionary();
+    ASSERT_NE(seen, nullptr);
+    ASSERT_EQ(seen->GetArray("Fonts")->size(), 1u);
+  }
+  EXPECT_EQ(first->GetArray("Children")->at(0), second->GetArray("Children")->at(0));
+}
+
+TEST(EqualTest, FollowsContentNotIdentity) {
+  Ref<Dictionary> ab = Dictionary::Create(), ba = Dictionary::Create();
+  ab->Set("a", MakeString("1"));
+  ab->Set("b", ArrayOf({"x", "y"}));
+  ba->Set("b", ArrayOf({"x", "y"}));
+  ba->Set("a", MakeString("1"));
+  Ref<Dictionary> other_value = Dictionary::Create();
+  other_value->Set("a", MakeString("1"));
+  other_value->Set("b", ArrayOf({"y", "x"}));
+  Ref<Dictionary> other_key = Dictionary::Create();
+  other_key->Set("a", MakeString("1"));
+  other_key->Set("c", ArrayOf({"x", "y"}));
+
+  struct Case {
+    const char* name;
+    Ref<Object> a, b;
+    bool equal;
+  };
+  const Case cases[] = {
+      {"nulls", nullptr, nullptr, true},
+      {"null and value", nullptr, MakeString("a"), false},
+      {"strings by content", MakeString("a"), MakeString("a"), true},
+      {"different strings", MakeString("a"), MakeString("A"), false},
+      {"booleans", Boolean::True(), Boolean::True(), true},
+      {"true and false", Boolean::True(), Boolean::False(), false},
+      {"string and array", MakeString("a"), ArrayOf({"a"}), false},
+      {"arrays", ArrayOf({"a", "b"}), ArrayOf({"a", "b"}), true},
+      {"arrays in other order", ArrayOf({"a", "b"}), ArrayOf({"b", "a"}), false},
+      {"array prefix", ArrayOf({"a"}), ArrayOf({"a", "b"}), false},
+      {"empty array and dictionary", Array::Create(), Dictionary::Create(), false},
+      {"dictionaries in other insertion order", ab, ba, true},
+      {"dictionaries with different value", ab, other_value, false},
+      {"dictionaries with different key", ab, other_key, false},
+      {"URLs", URL::CreateWithFileSystemPath("/a/b"), URL::CreateWithFileSystemPath("/a/b/"), true},
+      {"different URLs", URL::CreateWithFileSystemPath("/a"), URL::CreateWithFileSystemPath("/b"),
+       false},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(Equal(c.a.get(), c.b.get()), c.equal) << c.name;
+    EXPECT_EQ(Equal(c.b.get(), c.a.get()), c.equal) << c.name << " (swapped)";
+  }
+}
+
+TEST(EqualTest, TerminatesOnCycles) {
+  // Each set is its own child; two such sets of equal content compare equal.
+  auto self_child = [](const char* name) {
+    Ref<Dictionary> set = Dictionary::Create();
+    set->Set("SetName", MakeString(name));
+    Ref<Array> children = Array::Create();
+    children->Append(set);
+    set->Set("Children", children);
+    return set;
+  };
+  Ref<Dictionary> a = self_child("A"), b = self_child("A"), c = self_child("C");
+  EXPECT_TRUE(Equal(a.get(), b.get()));
+  EXPECT_FALSE(Equal(a.get(), c.get()));
+
+  // Two arrays holding each other against one array holding itself.
+  Ref<Array> x = Array::Create(), y = Array::Create(), z = Array::Create();
+  x->Append(y);
+  y->Append(x);
+  z->Append(z);
+  EXPECT_TRUE(Equal(x.get(), z.get()));
+  EXPECT_TRUE(x->ContainsValue(z.get()));
+}
+
+TEST(ArrayTest, ContainsValueComparesDeeply) {
+  Ref<Array> fonts = Array::Create();
+  Ref<Dictionary> font = Dictionary::Create();
+  font->Set("kQBFontInfoPostScriptName", MakeString("Helvetica"));
+  fonts->Append(font);
+  Ref<Dictionary> copy = Dictionary::Create();
+  copy->Set("kQBFontInfoPostScriptName", MakeString("Helvetica"));
+  Ref<Dictionary> other = Dictionary::Create();
+  other->Set("kQBFontInfoPostScriptName", MakeString("Times"));
+  EXPECT_TRUE(fonts->ContainsValue(copy.get()));
+  EXPECT_FALSE(fonts->ContainsValue(other.get()));
+  EXPECT_FALSE(fonts->ContainsValue(nullptr));
+  fonts->Append(nullptr);
+  EXPECT_EQ(fonts->size(), 1u);
+}
+
+class CollectorTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    CollectCycles();
+    baseline_ = LiveObjectCount();
+  }
+  size_t Extra() {
+    CollectCycles();
+    return LiveObjectCount() - baseline_;
+  }
+  size_t baseline_ = 0;
+};
+
+TEST_F(CollectorTest, FreesDroppedCycles) {
+  {
+    Ref<Array> self = Array::Create();
+    self->Append(self);
+    self->Append(MakeString("inside"));
+
+    Ref<Dictionary> a = Dictionary::Create(), b = Dictionary::Create();
+    a->Set("other", b);
+    b->Set("other", a);
+    a->Set("name", MakeString("A"));
+
+    // A longer ring through arrays and dictionaries.
+    Ref<Dictionary> set = Dictionary::Create();
+    Ref<Array> children = Array::Create();
+    set->Set("Children", children);
+    Ref<Dictionary> child = Dictionary::Create();
+    children->Append(child);
+    Ref<Array> grandchildren = Array::Create();
+    child->Set("Children", grandchildren);
+    grandchildren->Append(set);
+  }
+  EXPECT_EQ(Extra(), 0u);
+}
+
+TEST_F(CollectorTest, KeepsWhatIsStillReachable) {
+  Ref<Array> kept = ArrayOf({"font"});
+  Ref<Dictionary> held_cycle = Dictionary::Create();
+  {
+    Ref<Dictionary> garbage = Dictionary::Create();
+    garbage->Set("self", garbage);
+    garbage->Set("kept", kept);  // Reached from a dying cycle, but also from here.
+    Ref<Array> ring = Array::Create();
+    ring->Append(held_cycle);
+    held_cycle->Set("ring", ring);
+  }
+  EXPECT_EQ(Extra(), 4u);  // kept and its string, held_cycle and its ring.
+  kept->Append(MakeString("more"));
+  EXPECT_EQ(kept->size(), 2u);
+  ASSERT_NE(held_cycle->GetArray("ring"), nullptr);
+  EXPECT_EQ(held_cycle->GetArray("ring")->at(0).get(), held_cycle.get());
+
+  kept = nullptr;
+  held_cycle = nullptr;
+  EXPECT_EQ(Extra(), 0u);
+}
+
+TEST_F(CollectorTest, CollectsOnItsOwnWhenCandidatesPileUp) {
+  for (int i = 0; i < 100000; ++i) {
+    Ref<Array> self = Array::Create();
+    self->Append(self);
+  }
+  // Without an explicit collection at most a bounded batch may linger.
+  EXPECT_LT(LiveObjectCount() - baseline_, 50000u);
+  EXPECT_EQ(Extra(), 0u);
+}
+
+TEST_F(CollectorTest, DeepNestingNeitherOverflowsNorLeaks) {
+  constexpr int kDepth = 200000;
+  auto chain = [] {
+    Ref<Array> top = Array::Create();
+    Array* tail = top.get();
+    for (int i = 0; i < kDepth; ++i) {
+      Ref<Array> next = Array::Create();
+      tail->Append(next);
+      tail = next.get();
+    }
+    return top;
+  };
+  Ref<Array> a = chain(), b = chain();
+  EXPECT_TRUE(Equal(a.get(), b.get()));
+  // Close the deep chain into a ring so the collector has to walk it too.
+  Array* tail = a.get();
+  while (!tail->empty())
+    tail = tail->at(0)->AsArray();
+  tail->Append(a);
+  a = nullptr;
+  b = nullptr;
+  EXPECT_EQ(Extra(), 0u);
+}
+
+TEST(URLTest, FileURLs) {
+  EXPECT_EQ(URL::CreateWithFileSystemPath("Library/FontAgent.db"), nullptr);
+  EXPECT_EQ(URL::CreateWithFileSystemPath(""), nullptr);
+
+  struct Case {
+    const char* path;
+    const char* component;  // Appended when not null.
+    const char* expected_path;
+    const char* expected_string;
+  };
+  const Case cases[] = {
+      {"/Library", "FontAgent Pro/FontAgent.db", "/Library/FontAgent Pro/FontAgent.db",
+       "file:///Library/FontAgent%20Pro/FontAgent.db"},
+      {"/Library/", "x", "/Library/x", "file:///Library/x"},
+      {"/", "x", "/x", "file:///x"},
+      {"/", nullptr, "/", "file:///"},
+      {"/a/b//", nullptr, "/a/b", "file:///a/b"},
+      {"/-._~!$&'()*+,;=:@", nullptr, "/-._~!$&'()*+,;=:@", "file:///-._~!$&'()*+,;=:@"},
+      {"/a#b?c%d\"e<f>g[h]^`{|}\\", nullptr, "/a#b?c%d\"e<f>g[h]^`{|}\\",
+       "file:///a%23b%3Fc%25d%22e%3Cf%3Eg%5Bh%5D%5E%60%7B%7C%7D%5C"},
+      {"/caf\xC3\xA9\t", nullptr, "/caf\xC3\xA9\t", "file:///caf%C3%A9%09"},
+  };
+  for (const Case& c : cases) {
+    Ref<URL> url = URL::CreateWithFileSystemPath(c.path);
+    ASSERT_NE(url, nullptr) << c.path;
+    if (c.component)
+      url = url->CopyAppendingPathComponent(c.component);
+    EXPECT_EQ(url->path(), c.expected_path) << c.path;
+    EXPECT_EQ(url->AbsoluteString(), c.expected_string) << c.path;
+  }
+}
+
+}  // namespace
+}  // namespace cf
