@@ -1,0 +1,119 @@
+#include "reader/relationships.h"
+
+#include "hookwright/hkwprintf.h"
+#include "platform/description.h"
+#include "platform/strings.h"
+#include "reader/font_lookup.h"
+#include "reader/records.h"
+#include "state.h"
+
+namespace {
+
+constexpr int kFontChild = 1;
+constexpr int kSetChild = 2;
+
+// The array under `key` in `set`, made and stored when there is none yet. A
+// column of the same name read from the database holds text, not an array;
+// the links replace it.
+cf::Array* ArrayInSet(cf::Dictionary* set, std::string_view key) {
+  if (cf::Array* array = set->GetArray(key))
+    return array;
+  cf::Ref<cf::Array> array = cf::Array::Create();
+  if (!array)
+    return nullptr;
+  set->Set(key, array);
+  return array.get();
+}
+
+// Appends `value` unless an equal one is there already.
+bool AppendOnce(cf::Array* array, const cf::Ref<cf::Object>& value) {
+  if (array == nullptr || (!array->empty() && array->ContainsValue(value.get())))
+    return false;
+  array->Append(value);
+  return true;
+}
+
+void AttachFonts(cf::Dictionary* parent, const cf::String* childID) {
+  cf::Ref<cf::Array> fonts = QBFA_CreateArrayForFontsWithID(childID);
+  if (!fonts) {
+    if (gLogStuff)
+      hkwprintf("[QB] Could not find font for child %@\n", childID);
+    return;
+  }
+  if (gLogStuff && fonts->size() >= 2) {
+    hkwprintf(
+        "[QB] This font child id %@ has multiple (%lu) items. How bizarre, but not unexpected. "
+        "%@.\n",
+        childID, static_cast<unsigned long>(fonts->size()), fonts);
+  }
+  for (const cf::Ref<cf::Object>& font : *fonts) {
+    if (font && font->AsDictionary())
+      AppendOnce(ArrayInSet(parent, kFontsKey), font);
+  }
+}
+
+void AttachChildSet(cf::Dictionary* containers, cf::Dictionary* parent, const cf::String* childID) {
+  cf::Ref<cf::Object> child(containers->GetDictionary(childID->utf8()));
+  if (!child) {
+    hkwprintf("[QB] Can't find child set for %@\n", childID);
+    return;
+  }
+  cf::Dictionary* childSet = child->AsDictionary();
+  if (AppendOnce(ArrayInSet(parent, kChildrenKey), child)) {
+    childSet->Set(kHasParentsKey, cf::Boolean::True());
+  }
+  cf::Object* childName = childSet->Get(kSetNameKey);
+  if (childName != nullptr) {
+    AppendOnce(ArrayInSet(parent, kChildrenNamesKey), cf::Ref<cf::Object>(childName));
+  }
+  if (gLogStuff) {
+    hkwprintf("[QB] Parent %@:%@ Child\n", parent->Get(kSetNameKey), childName);
+  }
+}
+
+}  // namespace
+
+int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, char** names) {
+  cf::Ref<cf::Dictionary> row = QBFA_CopyDictFromRow(columnCount, values, names);
+  if (!row)
+    return 0;
+  cf::Dictionary* containers =
+      context != nullptr ? static_cast<cf::Object*>(context)->AsDictionary() : nullptr;
+  const cf::String* parentID = row->GetString(kParentIDColumn);
+  // Ids match only when their texts are identical: "01" is not parent "1".
+  cf::Dictionary* parent = containers != nullptr && parentID != nullptr
+                               ? containers->GetDictionary(parentID->utf8())
+                               : nullptr;
+  const cf::String* childType = row->GetString(kChildTypeColumn);
+  const cf::String* childID = row->GetString(kChildIDColumn);
+  if (parent == nullptr || childType == nullptr || childID == nullptr)
+    return 0;
+  switch (CFStringGetIntValue(*childType)) {
+    case kFontChild:
+      AttachFonts(parent, childID);
+      break;
+    case kSetChild:
+      AttachChildSet(containers, parent, childID);
+      break;
+    default:
+      hkwprintf("[QB] Ignoring %@ for type %@\n", childID, childType);
+      break;
+  }
+  return 0;
+}
+
+void QBFA_ConnectItemsToContainers(cf::Dictionary* containers) {
+  if (db == nullptr)
+    return;
+  char* errorText = nullptr;
+  int rc = sqlite_exec_printf(db, "SELECT * FROM rel;", QBFA_AddRelationshipCallback,
+                              static_cast<cf::Object*>(containers), &errorText);
+  if (rc != SQLITE_OK) {
+    if (errorText != nullptr) {
+      hkwprintf("Unable to find relationship table error %d: %s\n", rc, errorText);
+    } else {
+      hkwprintf("Unable to find relationship table, error %d\n", rc);
+    }
+  }
+  sqlite_freemem(errorText);
+}
