@@ -11,13 +11,16 @@ namespace {
 struct Thing {
   std::string name;
 };
-std::string HookwrightDescribe(const Thing& thing) { return "<" + thing.name + ">"; }
+std::string HookwrightDescribe(const Thing& thing) {
+  return "<" + thing.name + ">";
+}
 
 // Captures everything written to the log while it lives.
 class CapturedLog {
  public:
   CapturedLog()
-      : previous_(hookwright::SetLogSink([this](std::string_view b) { pieces_.emplace_back(b); })) {}
+      : previous_(hookwright::SetLogSink([this](std::string_view b) { pieces_.emplace_back(b); })) {
+  }
   ~CapturedLog() { hookwright::SetLogSink(previous_); }
   const std::vector<std::string>& pieces() const { return pieces_; }
 
@@ -56,13 +59,15 @@ TEST(Hkwprintf, ConversionsAsPrintfWritesThem) {
       {hookwright::Format("%@ and %@", Thing{"x"}, nullptr), "<x> and (null)"},
       {hookwright::Format("%c", 'A'), "A"},
   };
-  for (const auto& c : cases) EXPECT_EQ(c.got, c.want);
+  for (const auto& c : cases)
+    EXPECT_EQ(c.got, c.want);
 }
 
 TEST(Hkwprintf, NumbersIgnoreTheProcessLocale) {
   const char* old = std::setlocale(LC_NUMERIC, nullptr);
   std::string saved = old ? old : "C";
-  if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr) GTEST_SKIP() << "no German locale";
+  if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr)
+    GTEST_SKIP() << "no German locale";
   EXPECT_EQ(hookwright::Format("%f", 1.5), "1.500000");
   std::setlocale(LC_NUMERIC, saved.c_str());
 }
