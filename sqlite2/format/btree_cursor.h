@@ -40,6 +40,10 @@ class BtreeCursor {
   // Moves to the next entry; `*has_entry` is false at the end.
   Status Next(bool* has_entry);
 
+  // For damage the caller finds in the current entry (a key of the wrong
+  // shape): the cursor fails from now on as if a page were damaged.
+  Status FailCorrupt() { return Fail(Status::Corrupt()); }
+
   // The current entry; valid until the next call that moves the cursor.
   std::string_view key() const { return key_; }
   std::string_view data() const { return data_; }

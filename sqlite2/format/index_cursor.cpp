@@ -32,7 +32,7 @@ Status IndexCursor::Next(bool* has_entry) {
   }
   if (key.size() < kRowidKeySize) {
     *has_entry = false;
-    return Status::Corrupt();
+    return cursor_.FailCorrupt();
   }
   rowid_ = DecodeRowidKey(key.data() + key.size() - kRowidKeySize);
   return Status::Ok();

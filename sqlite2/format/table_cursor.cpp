@@ -10,7 +10,7 @@ Status TableCursor::Next(bool* has_row) {
     return status;
   if (cursor_.key().size() != kRowidKeySize) {
     *has_row = false;
-    return Status::Corrupt();
+    return cursor_.FailCorrupt();
   }
   rowid_ = DecodeRowidKey(cursor_.key().data());
   return Status::Ok();

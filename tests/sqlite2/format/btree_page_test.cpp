@@ -1,0 +1,142 @@
+#include "sqlite2/format/btree_page.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "sqlite2/format/keys.h"
+#include "tests/sqlite2/format/test_image.h"
+
+namespace sqlite2::format {
+namespace {
+
+using testing::MakeRecord;
+using testing::TestCell;
+using testing::TestImage;
+
+constexpr ByteOrder kBothOrders[] = {ByteOrder::kLittleEndian, ByteOrder::kBigEndian};
+constexpr PageNumber kPage = 2;
+
+Status Decode(TestImage& image, bool is_root, BtreePage* out) {
+  auto bytes = std::make_shared<Page>();
+  std::memcpy(bytes->data(), image.page(kPage), kPageSize);
+  return BtreePage::DecodeFrom(kPage, bytes, image.order(), is_root, out);
+}
+
+TestCell Row(int32_t rowid, PageNumber left_child = 0) {
+  return {left_child, EncodeRowidKey(rowid), MakeRecord({std::to_string(rowid)})};
+}
+
+TEST(BtreePageTest, CellsComeInListOrderWithTheirHeaders) {
+  for (ByteOrder order : kBothOrders) {
+    TestImage image(order, 2);
+    image.WriteBtreePage(kPage, 77, {Row(1, 10), Row(2, 11), Row(3, 12)});
+    BtreePage page;
+    ASSERT_TRUE(Decode(image, /*is_root=*/false, &page).ok());
+    EXPECT_EQ(page.right_child, 77u);
+    ASSERT_EQ(page.cells.size(), 3u);
+    for (int i = 0; i < 3; ++i) {
+      const Cell& cell = page.cells[i];
+      EXPECT_EQ(cell.left_child, 10u + i);
+      EXPECT_EQ(cell.key_size, 4u);
+      EXPECT_EQ(cell.data_size, 4u);
+      EXPECT_EQ(cell.size(), 20u);
+      EXPECT_EQ(DecodeRowidKey(reinterpret_cast<const char*>(page.local_payload(cell))), i + 1);
+    }
+    // Physical order is the reverse of list order.
+    EXPECT_GT(page.cells[0].offset, page.cells[2].offset);
+  }
+}
+
+TEST(BtreePageTest, FullestPossiblePageIsAccepted) {
+  for (ByteOrder order : kBothOrders) {
+    TestImage image(order, 2);
+    std::vector<TestCell> cells;
+    for (int i = 0; i < 63; ++i)
+      cells.push_back({0, EncodeRowidKey(i), ""});
+    image.WriteBtreePage(kPage, 0, cells);
+    BtreePage page;
+    ASSERT_TRUE(Decode(image, /*is_root=*/false, &page).ok());
+    EXPECT_EQ(page.cells.size(), 63u);
+  }
+}
+
+TEST(BtreePageTest, PagesWithoutCellsAreEmptyRootsButCorruptChildren) {
+  const struct {
+    const char* what;
+    std::function<void(TestImage&)> make;
+  } kCases[] = {
+      {"new table", [](TestImage& image) { image.WriteBtreePage(kPage, 0, {}); }},
+      {"past the end of a truncated file", [](TestImage&) {}},
+  };
+  for (ByteOrder order : kBothOrders) {
+    for (const auto& c : kCases) {
+      TestImage image(order, 2);
+      c.make(image);
+      BtreePage page;
+      EXPECT_TRUE(Decode(image, /*is_root=*/true, &page).ok()) << c.what;
+      EXPECT_TRUE(page.cells.empty()) << c.what;
+      EXPECT_EQ(Decode(image, /*is_root=*/false, &page).rc, 11) << c.what;
+    }
+  }
+}
+
+TEST(BtreePageTest, DamagedPagesAreCorrupt) {
+  // Each case damages a page of three 20-byte cells stored at offsets 48
+  // (rowid 1), 28 and 8 (rowid 3), with one free block at 68.
+  using Offsets = std::vector<uint16_t>;
+  const struct {
+    const char* what;
+    std::function<void(TestImage&, const Offsets&)> damage;
+  } kCases[] = {
+      {"cell offset below the header",
+       [](TestImage& image, const Offsets&) { image.Store16(kPage, 4, 4); }},
+      {"cell offset beyond the last possible cell",
+       [](TestImage& image, const Offsets&) { image.Store16(kPage, 4, 1012); }},
+      {"cell offset not on a 4-byte boundary",
+       [](TestImage& image, const Offsets& cells) { image.Store16(kPage, 4, cells[0] + 2); }},
+      {"cell running past the page",
+       [](TestImage& image, const Offsets&) {
+         image.Store16(kPage, 1008 + 4, 4);
+         image.Store16(kPage, 1008 + 10, 6);
+         image.Store16(kPage, 4, 1008);
+       }},
+      {"free block offset below the header",
+       [](TestImage& image, const Offsets&) { image.Store16(kPage, 6, 4); }},
+      {"free block offset beyond the page",
+       [](TestImage& image, const Offsets&) { image.Store16(kPage, 6, 1022); }},
+      {"free block pointing back at itself",
+       [](TestImage& image, const Offsets&) { image.Store16(kPage, 68 + 2, 68); }},
+      {"free space not adding up",
+       [](TestImage& image, const Offsets&) { image.Store16(kPage, 68, 952); }},
+      {"cell list looping to its start",
+       [](TestImage& image, const Offsets& cells) {
+         image.Store16(kPage, cells[2] + 6, cells[0]);
+       }},
+      {"cell pointing at itself",
+       [](TestImage& image, const Offsets& cells) {
+         image.Store16(kPage, cells[0] + 6, cells[0]);
+       }},
+      {"data size grown by its high byte",
+       [](TestImage& image, const Offsets& cells) { image.page(kPage)[cells[1] + 9] = 0x40; }},
+      {"key size grown by its high byte",
+       [](TestImage& image, const Offsets& cells) { image.page(kPage)[cells[1] + 8] = 0x01; }},
+  };
+  for (ByteOrder order : kBothOrders) {
+    for (const auto& c : kCases) {
+      TestImage image(order, 2);
+      const Offsets cells = image.WriteBtreePage(kPage, 0, {Row(1), Row(2), Row(3)});
+      ASSERT_EQ(cells, (Offsets{48, 28, 8}));
+      c.damage(image, cells);
+      BtreePage page;
+      const Status status = Decode(image, /*is_root=*/true, &page);
+      EXPECT_EQ(status.rc, 11) << c.what;
+      EXPECT_EQ(status.message, "database disk image is malformed") << c.what;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace sqlite2::format

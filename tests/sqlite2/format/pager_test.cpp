@@ -1,0 +1,150 @@
+#include "sqlite2/format/pager.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <string>
+
+#include "tests/sqlite2/format/test_image.h"
+
+namespace sqlite2::format {
+namespace {
+
+using testing::MemoryPageSource;
+using testing::TestImage;
+
+constexpr ByteOrder kBothOrders[] = {ByteOrder::kLittleEndian, ByteOrder::kBigEndian};
+
+TEST(PagerTest, HeaderDecodesInTheWritersByteOrder) {
+  for (ByteOrder order : kBothOrders) {
+    TestImage image(order, 3);
+    image.Store32(1, 52, 23);
+    image.Store32(1, 56, 60);
+    image.Store32(1, 60, 0xfffffff0);
+    image.Store32(1, 64, 3);
+    MemoryPageSource source(image.bytes());
+    Pager pager(&source);
+    ASSERT_TRUE(pager.Refresh().ok());
+    EXPECT_EQ(pager.page_count(), 3u);
+    EXPECT_EQ(pager.byte_order(), order);
+    EXPECT_EQ(pager.header().free_list_trunk, 23u);
+    EXPECT_EQ(pager.header().free_page_count, 60u);
+    EXPECT_EQ(pager.header().schema_cookie, -16);
+    EXPECT_EQ(pager.header().file_format, 3);
+  }
+}
+
+TEST(PagerTest, FileFormats) {
+  constexpr char kUpgrade[] =
+      "unable to upgrade database to the version 2.6 format: attempt to write a readonly database";
+  const struct {
+    uint32_t stored;
+    const char* decode_error;  // nullptr: decodes
+    int32_t format;
+    const char* upgrade_error;  // nullptr: readable as it is
+  } kCases[] = {
+      {0, nullptr, 4, nullptr},
+      {1, nullptr, 1, kUpgrade},
+      {2, nullptr, 2, kUpgrade},
+      {3, nullptr, 3, nullptr},
+      {4, nullptr, 4, nullptr},
+      {5, "unsupported file format", 0, nullptr},
+      {0x7fffffff, "unsupported file format", 0, nullptr},
+  };
+  for (const auto& c : kCases) {
+    TestImage image(ByteOrder::kBigEndian, 1);
+    image.Store32(1, 64, c.stored);
+    MemoryPageSource source(image.bytes());
+    Pager pager(&source);
+    const Status status = pager.Refresh();
+    if (c.decode_error != nullptr) {
+      EXPECT_EQ(status.message, c.decode_error) << c.stored;
+      continue;
+    }
+    ASSERT_TRUE(status.ok()) << c.stored;
+    EXPECT_EQ(pager.header().file_format, c.format);
+    EXPECT_EQ(RequireUpgradedFormat(pager.header()).message, c.upgrade_error ? c.upgrade_error : "")
+        << c.stored;
+  }
+}
+
+TEST(PagerTest, WrongMagicIsNotADatabase) {
+  const struct {
+    const char* what;
+    std::function<void(TestImage&)> damage;
+  } kCases[] = {
+      {"magic text", [](TestImage& image) { image.page(1)[3] = 't'; }},
+      {"NUL after the text", [](TestImage& image) { image.page(1)[47] = ' '; }},
+      {"magic integer", [](TestImage& image) { image.Store32(1, 48, 0xdae37529); }},
+      {"another format's header",
+       [](TestImage& image) { std::memcpy(image.page(1), "SQLite format 3", 16); }},
+  };
+  for (const auto& c : kCases) {
+    TestImage image(ByteOrder::kLittleEndian, 2);
+    c.damage(image);
+    MemoryPageSource source(image.bytes());
+    Pager pager(&source);
+    const Status status = pager.Refresh();
+    EXPECT_EQ(status.rc, 26) << c.what;
+    EXPECT_EQ(status.message, "file is encrypted or is not a database") << c.what;
+  }
+}
+
+TEST(PagerTest, ShortFilesAndPartialPages) {
+  const struct {
+    std::string bytes;
+    uint32_t page_count;
+  } kCases[] = {
+      {"", 0},
+      // Anything shorter than a page is an empty database, garbage included.
+      {std::string(1023, 'x'), 0},
+      {TestImage(ByteOrder::kLittleEndian, 2).bytes() + std::string(500, 'x'), 2},
+  };
+  for (const auto& c : kCases) {
+    MemoryPageSource source(c.bytes);
+    Pager pager(&source);
+    ASSERT_TRUE(pager.Refresh().ok()) << c.bytes.size();
+    EXPECT_EQ(pager.page_count(), c.page_count);
+    EXPECT_EQ(pager.header().file_format, 4);
+    // Pages past the end read as zeros; page 0 does not exist.
+    PageRef page;
+    ASSERT_TRUE(pager.GetPage(c.page_count + 1, &page).ok());
+    EXPECT_EQ(*page, Page{});
+    EXPECT_EQ(pager.GetPage(0, &page).rc, 11);
+  }
+}
+
+TEST(PagerTest, RefreshSeesTheFileAsItIsNow) {
+  const std::string path = ::testing::TempDir() + "pager_refresh.db";
+  std::ofstream(path, std::ios::binary) << TestImage(ByteOrder::kLittleEndian, 2).bytes();
+  std::unique_ptr<FilePageSource> source;
+  ASSERT_TRUE(FilePageSource::Open(path, &source).ok());
+  Pager pager(source.get());
+  ASSERT_TRUE(pager.Refresh().ok());
+  EXPECT_EQ(pager.page_count(), 2u);
+  std::ofstream(path, std::ios::binary | std::ios::app) << std::string(kPageSize, '\0');
+  ASSERT_TRUE(pager.Refresh().ok());
+  EXPECT_EQ(pager.page_count(), 3u);
+  std::remove(path.c_str());
+}
+
+TEST(FilePageSourceTest, OpenFailures) {
+  std::unique_ptr<FilePageSource> source;
+  const std::string missing = ::testing::TempDir() + "no-such-dir/x.db";
+  Status status = FilePageSource::Open(missing, &source);
+  EXPECT_EQ(status.message, "unable to open database: " + missing);
+  // Never created.
+  EXPECT_NE(::access(missing.c_str(), F_OK), 0);
+  const std::string missing_file = ::testing::TempDir() + "no-such-file.db";
+  EXPECT_EQ(FilePageSource::Open(missing_file, &source).rc, 14);
+  EXPECT_NE(::access(missing_file.c_str(), F_OK), 0);
+  status = FilePageSource::Open(::testing::TempDir(), &source);
+  EXPECT_EQ(status.message, "disk I/O error");
+}
+
+}  // namespace
+}  // namespace sqlite2::format
