@@ -1,4 +1,4 @@
-// Walking the code points of UTF-8 text.
+// Checking UTF-8 text and walking its code points.
 #ifndef PLATFORM_UTF8_H_
 #define PLATFORM_UTF8_H_
 
@@ -6,6 +6,48 @@
 #include <string_view>
 
 namespace cf {
+
+// Well-formed UTF-8 as Unicode defines it: no overlong forms, no surrogates,
+// nothing past U+10FFFF, no sequence cut short.
+inline bool IsWellFormedUtf8(std::string_view text) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  size_t size = text.size();
+  size_t i = 0;
+  while (i < size) {
+    unsigned char lead = bytes[i];
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    }
+    // The first trail byte's range also rules out overlong forms (after E0
+    // and F0), surrogates (after ED) and code points past U+10FFFF (after F4).
+    size_t trail_count;
+    unsigned char low = 0x80, high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      trail_count = 1;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      trail_count = 2;
+      low = lead == 0xE0 ? 0xA0 : 0x80;
+      high = lead == 0xED ? 0x9F : 0xBF;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      trail_count = 3;
+      low = lead == 0xF0 ? 0x90 : 0x80;
+      high = lead == 0xF4 ? 0x8F : 0xBF;
+    } else {
+      return false;  // Continuation byte, overlong C0/C1 lead, or F5-FF.
+    }
+    if (size - i - 1 < trail_count)
+      return false;
+    if (bytes[i + 1] < low || bytes[i + 1] > high)
+      return false;
+    for (size_t k = 2; k <= trail_count; ++k) {
+      if ((bytes[i + k] & 0xC0) != 0x80)
+        return false;
+    }
+    i += trail_count + 1;
+  }
+  return true;
+}
 
 // The code point at `*position`, advancing past it. Meant for text that
 // cf::String has checked; a dictionary key may not have been, so a broken

@@ -8,54 +8,12 @@
 #include <utility>
 #include <vector>
 
+#include "platform/utf8.h"
+
 namespace cf {
 namespace {
 
 size_t live_objects = 0;
-
-// Well-formed UTF-8 as Unicode defines it: no overlong forms, no surrogates,
-// nothing past U+10FFFF, no sequence cut short.
-bool IsWellFormedUtf8(std::string_view text) {
-  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
-  size_t size = text.size();
-  size_t i = 0;
-  while (i < size) {
-    unsigned char lead = bytes[i];
-    if (lead < 0x80) {
-      ++i;
-      continue;
-    }
-    size_t trail_count;
-    unsigned char low = 0x80, high = 0xBF;  // Allowed range of the first trail byte.
-    if (lead >= 0xC2 && lead <= 0xDF) {
-      trail_count = 1;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-      trail_count = 2;
-      if (lead == 0xE0)
-        low = 0xA0;  // Overlong below U+0800.
-      if (lead == 0xED)
-        high = 0x9F;  // Surrogates U+D800-DFFF.
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-      trail_count = 3;
-      if (lead == 0xF0)
-        low = 0x90;  // Overlong below U+10000.
-      if (lead == 0xF4)
-        high = 0x8F;  // Past U+10FFFF.
-    } else {
-      return false;  // Continuation byte, overlong C0/C1 lead, or F5-FF.
-    }
-    if (size - i - 1 < trail_count)
-      return false;
-    if (bytes[i + 1] < low || bytes[i + 1] > high)
-      return false;
-    for (size_t k = 2; k <= trail_count; ++k) {
-      if ((bytes[i + k] & 0xC0) != 0x80)
-        return false;
-    }
-    i += trail_count + 1;
-  }
-  return true;
-}
 
 bool IsContainer(const Object* object) {
   return object->type() == TypeID::kArray || object->type() == TypeID::kDictionary;
