@@ -43,8 +43,9 @@ TEST(RecordTest, WriterAndReaderAgreeOnTheWidthNearItsLimits) {
 }
 
 TEST(RecordTest, NullIsNotTheEmptyString) {
+  const std::string record = MakeRecord({std::nullopt, "", "apple", std::nullopt});
   RecordValues values;
-  ASSERT_TRUE(DecodeRecord(MakeRecord({std::nullopt, "", "apple", std::nullopt}), 4, &values).ok());
+  ASSERT_TRUE(DecodeRecord(record, 4, &values).ok());
   ASSERT_EQ(values.size(), 4u);
   EXPECT_FALSE(values[0].has_value());
   EXPECT_EQ(values[1], "");
