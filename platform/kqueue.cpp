@@ -173,9 +173,14 @@ class Queue {
   // Blocks until something may have happened or `timeout` (null: no limit)
   // passed. Returns 0 or an errno value.
   int Block(const struct timespec* timeout) {
-    // Both descriptors stay open while a kevent call holds the queue, so
-    // polling them without the lock is safe.
-    struct pollfd fds[2] = {{inotify_.get(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
+    struct pollfd fds[2];
+    {
+      std::lock_guard lock(mutex_);
+      fds[0] = {inotify_.get(), POLLIN, 0};
+      fds[1] = {wake_.get(), POLLIN, 0};
+    }
+    // Both descriptors stay open while a kevent call holds the queue, so the
+    // poll needs no lock.
     if (ppoll(fds, 2, timeout, nullptr) < 0 && errno != EINTR)
       return errno;
     return 0;
