@@ -1,0 +1,23 @@
+// Whole-file reads and atomic replacement, relative to an open directory.
+//
+// Working from a directory descriptor rather than a path means a directory
+// checked once (owner, mode, not a link) cannot be swapped under us later.
+#ifndef PLATFORM_WHOLE_FILE_H_
+#define PLATFORM_WHOLE_FILE_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+// Reads the regular file `name` in `dir_fd` into `bytes`. Returns 0 or an
+// errno value: ELOOP for a symbolic link, EINVAL for anything but a regular
+// file (a FIFO would block the reader), EFBIG when it is longer than `limit`.
+int ReadWholeFile(int dir_fd, const std::string& name, size_t limit, std::string* bytes);
+
+// Replaces `name` in `dir_fd` with `bytes`: a temporary file (mode 0600) is
+// written, flushed to disk and renamed over `name`, so a reader sees either
+// the old content or the new one, never a part. Returns 0 or an errno value;
+// on failure `name` is left as it was.
+int WriteWholeFileAtomically(int dir_fd, const std::string& name, std::string_view bytes);
+
+#endif  // PLATFORM_WHOLE_FILE_H_
