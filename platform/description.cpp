@@ -1,7 +1,6 @@
 #include "platform/description.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
@@ -24,10 +23,18 @@ bool NeedsQuotes(std::string_view text) {
   });
 }
 
+// "\U" and four lowercase hex digits of one UTF-16 unit.
 void AppendEscapedUnit(std::string& out, char32_t unit) {
-  char buffer[8];
-  std::snprintf(buffer, sizeof buffer, "\\U%04x", static_cast<unsigned>(unit));
-  out += buffer;
+  out += "\\U";
+  for (int shift = 12; shift >= 0; shift -= 4)
+    out += "0123456789abcdef"[(unit >> shift) & 0xF];
+}
+
+// A backslash and three octal digits, for the other control characters.
+void AppendOctal(std::string& out, char32_t point) {
+  out += '\\';
+  for (int shift = 6; shift >= 0; shift -= 3)
+    out += static_cast<char>('0' + ((point >> shift) & 7));
 }
 
 // A string as it stands inside a collection's description: bare when it is
@@ -73,9 +80,7 @@ void AppendQuotable(std::string& out, std::string_view text) {
         break;
     }
     if (point < 0x20 || point == 0x7F) {
-      char buffer[8];
-      std::snprintf(buffer, sizeof buffer, "\\%03o", static_cast<unsigned>(point));
-      out += buffer;
+      AppendOctal(out, point);
     } else if (point < 0x80) {
       out += static_cast<char>(point);
     } else if (point < 0x10000) {
