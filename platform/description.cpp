@@ -13,6 +13,7 @@ namespace cf {
 namespace {
 
 constexpr std::string_view kIndentUnit = "    ";
+constexpr int kMaxLevel = 512;
 
 bool NeedsQuotes(std::string_view text) {
   if (text.empty())
@@ -139,9 +140,9 @@ class Describer {
       case TypeID::kDictionary:
         break;
     }
-    if (!open_.insert(object).second) {
-      // Already being described further out: a cycle. Name it instead of
-      // descending again.
+    if (level > kMaxLevel || !open_.insert(object).second) {
+      // Already being described further out (a cycle), or nested deeper
+      // than the stack should carry: elide it instead of descending.
       out_ += object->type() == TypeID::kArray ? "(...)" : "{...}";
       return;
     }

@@ -3,7 +3,18 @@
 // 0, arrays and dictionaries in the old-style property-list form over several
 // lines (four spaces of indent per level, dictionary keys sorted, strings
 // quoted when empty or holding anything but letters, digits and "_$./:-"),
-// and a null as "(null)".
+// and a null as "(null)". Inside quotes, '"' and '\\' are escaped, control
+// characters as "\n", "\t" and the like, anything past ASCII as UTF-16 units
+// ("\U00e9"). A nested collection's opening bracket carries its own level's
+// indent even after "key = ", as the platform prints it:
+//   {
+//       Fonts =     (
+//                   {
+//               kQBFontInfoFamilyName = Helvetica;
+//           }
+//       );
+//   }
+// A collection met again inside itself prints as "(...)" or "{...}".
 #ifndef PLATFORM_DESCRIPTION_H_
 #define PLATFORM_DESCRIPTION_H_
 

@@ -85,7 +85,7 @@ TEST(DescribeTest, PrintsAsThePlatformDoes) {
     EXPECT_EQ(Describe(c.object.get()), c.expected) << c.name;
 }
 
-TEST(DescribeTest, CyclesPrintFinitely) {
+TEST(DescribeTest, CyclesAndDeepNestingPrintFinitely) {
   Ref<Dictionary> set = Dictionary::Create();
   Ref<Array> children = Array::Create();
   children->Append(set);
@@ -102,6 +102,14 @@ TEST(DescribeTest, CyclesPrintFinitely) {
   inner->Append(MakeString("x"));
   twice->Append(inner);
   twice->Append(inner);
+  // Nesting too deep for recursion is elided, not followed.
+  Ref<Array> deep = Array::Create();
+  for (int i = 0; i < 100000; ++i) {
+    Ref<Array> outer = Array::Create();
+    outer->Append(deep);
+    deep = outer;
+  }
+  EXPECT_NE(Describe(deep.get()).find("(...)"), std::string::npos);
   EXPECT_EQ(Describe(twice.get()),
             "(\n"
             "        (\n"
