@@ -27,7 +27,9 @@ namespace cf {
 std::string Describe(const Object* object);
 
 // Lets hkwprintf's %@ take values and references to them.
-inline std::string HookwrightDescribe(const Object* object) { return Describe(object); }
+inline std::string HookwrightDescribe(const Object* object) {
+  return Describe(object);
+}
 template <class T>
 std::string HookwrightDescribe(const Ref<T>& object) {
   return Describe(object.get());
