@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 namespace qbfa_test {
 namespace {
@@ -79,6 +80,10 @@ void PrivateSessionBus::Start() {
     error_ = "cannot create a pipe";
     return;
   }
+  // The daemon's complaints (it cannot raise its descriptor limit, say) go
+  // to a file, read only when it fails to start.
+  const std::string log_path = directory_ + "/daemon.log";
+  int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   pid_t parent = getpid();
   pid_t child = fork();
   if (child == 0) {
@@ -87,11 +92,15 @@ void PrivateSessionBus::Start() {
     if (getppid() != parent)
       _exit(127);
     dup2(pipe_fds[1], STDOUT_FILENO);
+    if (log >= 0)
+      dup2(log, STDERR_FILENO);
     execlp("dbus-daemon", "dbus-daemon", config_option.c_str(), "--print-address", "--nofork",
            static_cast<char*>(nullptr));
     _exit(127);
   }
   close(pipe_fds[1]);
+  if (log >= 0)
+    close(log);
   if (child < 0) {
     close(pipe_fds[0]);
     error_ = "cannot fork";
@@ -102,7 +111,10 @@ void PrivateSessionBus::Start() {
   close(pipe_fds[0]);
   if (address_.empty()) {
     Stop();
-    error_ = "dbus-daemon did not start (is the dbus-daemon package installed?)";
+    std::ifstream complaints(log_path);
+    std::string said((std::istreambuf_iterator<char>(complaints)),
+                     std::istreambuf_iterator<char>());
+    error_ = "dbus-daemon did not start (is the dbus-daemon package installed?) " + said;
     return;
   }
   address_variable_.emplace("DBUS_SESSION_BUS_ADDRESS", address_);
