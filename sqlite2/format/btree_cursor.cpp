@@ -14,10 +14,12 @@ namespace {
 int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key) {
   const size_t common = std::min<size_t>(full_size, key.size());
   const int c = common == 0 ? 0 : std::memcmp(prefix.data(), key.data(), common);
-  if (c != 0)
+  if (c != 0) {
     return c;
-  if (full_size == key.size())
+  }
+  if (full_size == key.size()) {
     return 0;
+  }
   return full_size < key.size() ? -1 : 1;
 }
 
@@ -38,22 +40,27 @@ Status BtreeCursor::Fail(Status status) {
 }
 
 Status BtreeCursor::Push(PageNumber number, bool is_root) {
-  if (stack_.size() >= kMaxDepth)
+  if (stack_.size() >= kMaxDepth) {
     return Status::Corrupt();
+  }
   // A page reached twice means a pointer cycle or a shared subtree.
-  if (!visited_.insert(number).second)
+  if (!visited_.insert(number).second) {
     return Status::Corrupt();
-  if (!is_root && number > pager_->page_count())
+  }
+  if (!is_root && number > pager_->page_count()) {
     return Status::Corrupt();
+  }
   PageRef bytes;
   Status status = pager_->GetPage(number, &bytes);
-  if (!status.ok())
+  if (!status.ok()) {
     return status;
+  }
   Frame frame;
   status =
       BtreePage::DecodeFrom(number, std::move(bytes), pager_->byte_order(), is_root, &frame.page);
-  if (!status.ok())
+  if (!status.ok()) {
     return status;
+  }
   stack_.push_back(std::move(frame));
   return Status::Ok();
 }
@@ -65,8 +72,9 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
   PageNumber number = root_;
   for (bool is_root = true;; is_root = false) {
     Status status = Push(number, is_root);
-    if (!status.ok())
+    if (!status.ok()) {
       return Fail(status);
+    }
     const BtreePage& page = stack_.back().page;
     // Binary search for the first cell whose key is >= `key`.
     size_t low = 0, high = page.cells.size();
@@ -76,8 +84,9 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
       const Cell& cell = page.cells[middle];
       std::string_view prefix;
       status = ReadKeyPrefix(page, cell, key.size(), &buffer, &prefix);
-      if (!status.ok())
+      if (!status.ok()) {
         return Fail(status);
+      }
       const int c = CompareKey(prefix, cell.key_size, key);
       if (c < 0) {
         low = middle + 1;
@@ -91,23 +100,27 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
     frame.index = low;
     // Everything left of the found cell is smaller than `key`.
     frame.child_done = true;
-    if (equal)
+    if (equal) {
       return Status::Ok();
+    }
     number = low < page.cells.size() ? page.cells[low].left_child : page.right_child;
-    if (number == 0)
+    if (number == 0) {
       return Status::Ok();
+    }
   }
 }
 
 Status BtreeCursor::Next(bool* has_entry) {
   *has_entry = false;
-  if (!error_.ok())
+  if (!error_.ok()) {
     return error_;
+  }
   if (!started_) {
     started_ = true;
     Status status = Push(root_, /*is_root=*/true);
-    if (!status.ok())
+    if (!status.ok()) {
       return Fail(status);
+    }
   }
   while (!stack_.empty()) {
     Frame& frame = stack_.back();
@@ -118,8 +131,9 @@ Status BtreeCursor::Next(bool* has_entry) {
           frame.index < count ? frame.page.cells[frame.index].left_child : frame.page.right_child;
       if (child != 0) {
         Status status = Push(child, /*is_root=*/false);
-        if (!status.ok())
+        if (!status.ok()) {
           return Fail(status);
+        }
         continue;
       }
     }
@@ -128,8 +142,9 @@ Status BtreeCursor::Next(bool* has_entry) {
       ++frame.index;
       frame.child_done = false;
       Status status = LoadEntry(frame.page, cell);
-      if (!status.ok())
+      if (!status.ok()) {
         return Fail(status);
+      }
       *has_entry = true;
       return Status::Ok();
     }
@@ -159,8 +174,9 @@ Status BtreeCursor::LoadEntry(const BtreePage& page, const Cell& cell) {
   } else {
     payload_.clear();
     Status status = ReadPayload(*pager_, page, cell, 0, cell.payload_size(), &payload_);
-    if (!status.ok())
+    if (!status.ok()) {
       return status;
+    }
     payload = payload_;
   }
   key_ = payload.substr(0, cell.key_size);

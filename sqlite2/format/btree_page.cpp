@@ -23,8 +23,9 @@ Cell DecodeCellHeader(const uint8_t* p, uint16_t offset, ByteOrder order, uint16
 }  // namespace
 
 uint32_t Cell::size() const {
-  if (payload_size() > kMaxLocalPayload)
+  if (payload_size() > kMaxLocalPayload) {
     return kOverflowPointerOffset + 4;
+  }
   return (kCellHeaderSize + payload_size() + 3) & ~3u;
 }
 
@@ -50,8 +51,9 @@ Status BtreePage::DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, 
     seen[offset / 4] = true;
     uint16_t next;
     Cell cell = DecodeCellHeader(p + offset, offset, order, &next);
-    if (offset + cell.size() > kPageSize)
+    if (offset + cell.size() > kPageSize) {
       return Status::Corrupt();
+    }
     if (cell.payload_size() > kMaxLocalPayload) {
       cell.overflow = Load32(p + offset + kOverflowPointerOffset, order);
     }
@@ -64,11 +66,13 @@ Status BtreePage::DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, 
   // the walk.
   uint32_t free_bytes = 0;
   for (uint16_t offset = first_free; offset != 0;) {
-    if (offset < kPageHeaderSize || offset > kLargestFreeBlockOffset)
+    if (offset < kPageHeaderSize || offset > kLargestFreeBlockOffset) {
       return Status::Corrupt();
+    }
     const uint16_t next = Load16(p + offset + 2, order);
-    if (next != 0 && next <= offset)
+    if (next != 0 && next <= offset) {
       return Status::Corrupt();
+    }
     free_bytes += Load16(p + offset, order);
     offset = next;
   }
@@ -76,10 +80,12 @@ Status BtreePage::DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, 
   // A page of zeros (a root past the end of a truncated file) has neither
   // cells nor free blocks and still counts as an empty page.
   const bool blank = out->cells.empty() && first_free == 0;
-  if (!blank && cell_bytes + free_bytes != kUsableSize)
+  if (!blank && cell_bytes + free_bytes != kUsableSize) {
     return Status::Corrupt();
-  if (out->cells.empty() && !is_root)
+  }
+  if (out->cells.empty() && !is_root) {
     return Status::Corrupt();
+  }
   return Status::Ok();
 }
 

@@ -18,12 +18,14 @@ constexpr size_t kFileFormatOffset = 64;
 
 Status FileHeader::DecodeFrom(const Page* page1, FileHeader* out) {
   *out = FileHeader();
-  if (page1 == nullptr)
+  if (page1 == nullptr) {
     return Status::Ok();
+  }
 
   const uint8_t* p = page1->data();
-  if (std::memcmp(p, kMagicText, sizeof kMagicText) != 0)
+  if (std::memcmp(p, kMagicText, sizeof kMagicText) != 0) {
     return Status::NotADatabase();
+  }
   // The magic integer reads as itself only in the writer's byte order.
   if (Load32(p + kMagicIntegerOffset, ByteOrder::kLittleEndian) == kMagicInteger) {
     out->byte_order = ByteOrder::kLittleEndian;
@@ -39,15 +41,17 @@ Status FileHeader::DecodeFrom(const Page* page1, FileHeader* out) {
   out->schema_cookie = static_cast<int32_t>(Load32(p + kSchemaCookieOffset, order));
   const auto format = static_cast<int32_t>(Load32(p + kFileFormatOffset, order));
   // The library compares the format as a signed number.
-  if (format > kCurrentFileFormat)
+  if (format > kCurrentFileFormat) {
     return Status::Error(SQLITE_ERROR, "unsupported file format");
+  }
   out->file_format = format == 0 ? kCurrentFileFormat : format;
   return Status::Ok();
 }
 
 Status RequireUpgradedFormat(const FileHeader& header) {
-  if (header.file_format >= 3)
+  if (header.file_format >= 3) {
     return Status::Ok();
+  }
   return Status::Error(SQLITE_READONLY,
                        "unable to upgrade database to the version 2.6 format: attempt to write a "
                        "readonly database");

@@ -18,11 +18,13 @@ void IndexCursor::Rewind() {
 
 Status IndexCursor::Next(bool* has_entry) {
   *has_entry = false;
-  if (past_prefix_)
+  if (past_prefix_) {
     return Status::Ok();
+  }
   Status status = cursor_.Next(has_entry);
-  if (!status.ok() || !*has_entry)
+  if (!status.ok() || !*has_entry) {
     return status;
+  }
   const std::string_view key = cursor_.key();
   // Keys are ordered, so the first key without the prefix ends the matches.
   if (!key.starts_with(prefix_)) {

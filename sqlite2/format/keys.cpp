@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "sqlite2/sql/numbers.h"
+
 namespace sqlite2::format {
 namespace {
 
@@ -30,8 +32,9 @@ void AppendSortableNumber(double r, std::string* out) {
   // zero and is written as zero.
   const bool negative = r < 0;
   out->push_back(negative ? '-' : '0');
-  if (negative)
+  if (negative) {
     r = -r;
+  }
 
   // Scale r into [1/128, 1/2) by powers of 64; scaling by a power of two is
   // exact, so the exponent is unique. Infinity never gets there and takes
@@ -58,8 +61,9 @@ void AppendSortableNumber(double r, std::string* out) {
   e += kExponentBias;
   r += 0.5;  // rounds, so nearly equal numbers share a key
 
-  if (e < 0)
+  if (e < 0) {
     return;
+  }
   if (e >= 2 * kExponentBias || r >= 1) {
     out->append(12, '~');
     return;
@@ -89,6 +93,16 @@ void AppendTextField(std::string_view text, std::string* out) {
   out->push_back('c');
   out->append(text);
   out->push_back('\0');
+}
+
+void AppendIndexField(std::optional<std::string_view> value, bool text_column, std::string* out) {
+  if (!value) {
+    AppendNullField(out);
+  } else if (!text_column && sql::LooksLikeNumber(*value)) {
+    AppendNumberField(sql::AtoF(*value), out);
+  } else {
+    AppendTextField(*value, out);
+  }
 }
 
 }  // namespace sqlite2::format

@@ -19,6 +19,7 @@
 #define SQLITE2_FORMAT_KEYS_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -37,6 +38,11 @@ void AppendSortableNumber(double value, std::string* out);
 void AppendNullField(std::string* out);
 void AppendNumberField(double value, std::string* out);
 void AppendTextField(std::string_view text, std::string* out);
+
+// Appends the field the library stores for `value` (nullopt is SQL NULL) in
+// a column that indexes as text when `text_column` is set, else as a number
+// whenever the value looks like one. Lookup keys are built the same way.
+void AppendIndexField(std::optional<std::string_view> value, bool text_column, std::string* out);
 
 }  // namespace sqlite2::format
 

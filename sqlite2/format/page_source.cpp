@@ -14,8 +14,9 @@ Status FilePageSource::Open(const std::string& path, std::unique_ptr<FilePageSou
   do {
     fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   } while (fd < 0 && errno == EINTR);
-  if (fd < 0)
+  if (fd < 0) {
     return Status::CantOpen(path);
+  }
   struct stat st;
   if (::fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
     ::close(fd);
@@ -31,8 +32,9 @@ FilePageSource::~FilePageSource() {
 
 Status FilePageSource::CountPages(uint32_t* count) {
   struct stat st;
-  if (::fstat(fd_, &st) != 0)
+  if (::fstat(fd_, &st) != 0) {
     return Status::IoError();
+  }
   const auto pages = static_cast<uint64_t>(st.st_size) / kPageSize;
   // Page numbers are 32-bit; a larger file cannot be addressed past that.
   *count = pages > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(pages);
@@ -45,12 +47,15 @@ Status FilePageSource::ReadPage(PageNumber number, Page* out) {
   while (done < kPageSize) {
     const ssize_t n =
         ::pread(fd_, out->data() + done, kPageSize - done, start + static_cast<off_t>(done));
-    if (n < 0 && errno == EINTR)
+    if (n < 0 && errno == EINTR) {
       continue;
-    if (n < 0)
+    }
+    if (n < 0) {
       return Status::IoError();
-    if (n == 0)
+    }
+    if (n == 0) {
       break;
+    }
     done += static_cast<size_t>(n);
   }
   std::memset(out->data() + done, 0, kPageSize - done);

@@ -9,21 +9,25 @@ Status Pager::Refresh() {
   page_count_ = 0;
   header_ = FileHeader();
   Status status = source_->CountPages(&page_count_);
-  if (!status.ok())
+  if (!status.ok()) {
     return status;
+  }
   // A file shorter than one page holds no header: it is an empty database.
-  if (page_count_ == 0)
+  if (page_count_ == 0) {
     return FileHeader::DecodeFrom(nullptr, &header_);
+  }
   PageRef page1;
   status = GetPage(1, &page1);
-  if (!status.ok())
+  if (!status.ok()) {
     return status;
+  }
   return FileHeader::DecodeFrom(page1.get(), &header_);
 }
 
 Status Pager::GetPage(PageNumber number, PageRef* out) {
-  if (number == 0)
+  if (number == 0) {
     return Status::Corrupt();
+  }
   if (number > page_count_) {
     static const PageRef zeros = std::make_shared<const Page>();
     *out = zeros;
@@ -36,8 +40,9 @@ Status Pager::GetPage(PageNumber number, PageRef* out) {
   }
   auto page = std::make_shared<Page>();
   Status status = source_->ReadPage(number, page.get());
-  if (!status.ok())
+  if (!status.ok()) {
     return status;
+  }
   *out = cache_.emplace(number, std::move(page)).first->second;
   return Status::Ok();
 }

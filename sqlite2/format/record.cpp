@@ -17,17 +17,20 @@ size_t LoadOffset(std::string_view record, size_t index, size_t width) {
 }  // namespace
 
 size_t RecordOffsetWidth(size_t record_size) {
-  if (record_size < 256)
+  if (record_size < 256) {
     return 1;
-  if (record_size < 65536)
+  }
+  if (record_size < 65536) {
     return 2;
+  }
   return 3;
 }
 
 Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* out) {
   out->assign(column_count, std::nullopt);
-  if (record.empty())
+  if (record.empty()) {
     return Status::Ok();
+  }
 
   const size_t width = RecordOffsetWidth(record.size());
   const size_t header_size = (column_count + 1) * width;
@@ -37,13 +40,16 @@ Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* 
   for (size_t i = 0; i < column_count; ++i) {
     const size_t begin = LoadOffset(record, i, width);
     const size_t end = LoadOffset(record, i + 1, width);
-    if (end < begin || end > record.size())
+    if (end < begin || end > record.size()) {
       return Status::Corrupt();
-    if (end == begin)
+    }
+    if (end == begin) {
       continue;  // SQL NULL
+    }
     // Values are C strings: they must end with a NUL and stop at the first.
-    if (record[end - 1] != '\0')
+    if (record[end - 1] != '\0') {
       return Status::Corrupt();
+    }
     const std::string_view value = record.substr(begin, end - begin);
     (*out)[i] = value.substr(0, value.find('\0'));
   }

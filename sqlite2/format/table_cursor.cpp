@@ -6,8 +6,9 @@ namespace sqlite2::format {
 
 Status TableCursor::Next(bool* has_row) {
   Status status = cursor_.Next(has_row);
-  if (!status.ok() || !*has_row)
+  if (!status.ok() || !*has_row) {
     return status;
+  }
   if (cursor_.key().size() != kRowidKeySize) {
     *has_row = false;
     return cursor_.FailCorrupt();
@@ -19,8 +20,9 @@ Status TableCursor::Next(bool* has_row) {
 Status TableCursor::SeekRowid(int32_t rowid, bool* found) {
   *found = false;
   Status status = cursor_.SeekAtLeast(EncodeRowidKey(rowid));
-  if (!status.ok())
+  if (!status.ok()) {
     return status;
+  }
   bool has_row;
   status = Next(&has_row);
   *found = status.ok() && has_row && rowid_ == rowid;

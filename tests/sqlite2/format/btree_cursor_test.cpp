@@ -58,8 +58,9 @@ Scan ScanTable(const std::string& bytes, PageNumber root) {
   bool has_row = true;
   while (scan.status.ok()) {
     scan.status = cursor.Next(&has_row);
-    if (!scan.status.ok() || !has_row)
+    if (!scan.status.ok() || !has_row) {
       break;
+    }
     scan.rowids.push_back(cursor.rowid());
     EXPECT_EQ(cursor.record(), MakeRecord({std::to_string(cursor.rowid())}));
   }
@@ -187,8 +188,9 @@ TEST(TableCursorTest, MissingOrBlankRootIsAnEmptyTable) {
 
 std::string Key(std::initializer_list<std::string> fields, int32_t rowid) {
   std::string key;
-  for (const std::string& field : fields)
+  for (const std::string& field : fields) {
     key += field;
+  }
   return key + EncodeRowidKey(rowid);
 }
 std::string Null() {
@@ -225,8 +227,9 @@ TestImage TwoLevelIndex(ByteOrder order) {
 std::vector<int32_t> CollectRowids(IndexCursor& cursor) {
   std::vector<int32_t> rowids;
   bool has_entry = false;
-  while (cursor.Next(&has_entry).ok() && has_entry)
+  while (cursor.Next(&has_entry).ok() && has_entry) {
     rowids.push_back(cursor.rowid());
+  }
   return rowids;
 }
 

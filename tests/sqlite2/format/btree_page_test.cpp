@@ -54,8 +54,9 @@ TEST(BtreePageTest, FullestPossiblePageIsAccepted) {
   for (ByteOrder order : kBothOrders) {
     TestImage image(order, 2);
     std::vector<TestCell> cells;
-    for (int i = 0; i < 63; ++i)
+    for (int i = 0; i < 63; ++i) {
       cells.push_back({0, EncodeRowidKey(i), ""});
+    }
     image.WriteBtreePage(kPage, 0, cells);
     BtreePage page;
     ASSERT_TRUE(Decode(image, /*is_root=*/false, &page).ok());

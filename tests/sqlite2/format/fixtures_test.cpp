@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "sqlite2/format/index_cursor.h"
+#include "sqlite2/format/keys.h"
 #include "sqlite2/format/pager.h"
 #include "sqlite2/format/record.h"
 #include "sqlite2/format/table_cursor.h"
@@ -29,10 +30,12 @@ size_t Utf8SequenceLength(std::string_view s, size_t i) {
     return byte(k) >= lo && byte(k) <= hi;
   };
   const uint8_t b = byte(0);
-  if (b < 0x80)
+  if (b < 0x80) {
     return 1;
-  if (b >= 0xc2 && b <= 0xdf)
+  }
+  if (b >= 0xc2 && b <= 0xdf) {
     return cont(1) ? 2 : 0;
+  }
   if (b >= 0xe0 && b <= 0xef) {
     const bool second = b == 0xe0 ? cont(1, 0xa0) : b == 0xed ? cont(1, 0x80, 0x9f) : cont(1);
     return second && cont(2) ? 3 : 0;
@@ -47,8 +50,9 @@ size_t Utf8SequenceLength(std::string_view s, size_t i) {
 // A value as the dumps write it: a JSON string of the bytes decoded as
 // UTF-8, each byte outside a well-formed sequence shown as \xHH; or null.
 std::string Json(std::optional<std::string_view> value) {
-  if (!value)
+  if (!value) {
     return "null";
+  }
   static constexpr char kHex[] = "0123456789abcdef";
   std::string out = "\"";
   const std::string_view s = *value;
@@ -81,14 +85,16 @@ std::vector<std::string> Tokens(std::string_view line) {
   for (size_t i = 0; i < line.size(); ++i) {
     if (line[i] == '"') {
       size_t end = i + 1;
-      while (line[end] != '"')
+      while (line[end] != '"') {
         end += line[end] == '\\' ? 2 : 1;
+      }
       tokens.emplace_back(line.substr(i, end + 1 - i));
       i = end;
     } else if (std::isalnum(static_cast<unsigned char>(line[i])) || line[i] == '-') {
       size_t end = i;
-      while (end < line.size() && std::isalnum(static_cast<unsigned char>(line[end])))
+      while (end < line.size() && std::isalnum(static_cast<unsigned char>(line[end]))) {
         ++end;
+      }
       tokens.emplace_back(line.substr(i, std::max<size_t>(end - i, 1)));
       i = end - 1;
     }
@@ -97,8 +103,9 @@ std::vector<std::string> Tokens(std::string_view line) {
 }
 
 size_t OwnColumnCount(std::string_view record) {
-  if (record.empty())
+  if (record.empty()) {
     return 0;
+  }
   const size_t width = RecordOffsetWidth(record.size());
   size_t first = 0;
   for (size_t i = 0; i < width && i < record.size(); ++i) {
@@ -112,16 +119,16 @@ struct MasterRow {
   std::string record;   // backs `values`
 };
 
-class FixtureTest : public ::testing::TestWithParam<std::string> {
+class FixtureReader : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::ifstream dump(std::string(QBFA_FIXTURES_DIR) + "/" + GetParam() + ".dump.jsonl");
-    for (std::string line; std::getline(dump, line);)
+  void Open(const std::string& name) {
+    std::ifstream dump(std::string(QBFA_FIXTURES_DIR) + "/" + name + ".dump.jsonl");
+    for (std::string line; std::getline(dump, line);) {
       dump_.push_back(line);
+    }
     ASSERT_FALSE(dump_.empty());
     ASSERT_TRUE(
-        FilePageSource::Open(std::string(QBFA_FIXTURES_DIR) + "/" + GetParam() + ".db", &source_)
-            .ok());
+        FilePageSource::Open(std::string(QBFA_FIXTURES_DIR) + "/" + name + ".db", &source_).ok());
     pager_ = std::make_unique<Pager>(source_.get());
   }
 
@@ -131,9 +138,11 @@ class FixtureTest : public ::testing::TestWithParam<std::string> {
     TableCursor cursor(pager_.get(), 2);
     bool has_row = true;
     while (status.ok() && (status = cursor.Next(&has_row)).ok() && has_row) {
-      MasterRow& row = rows->emplace_back();
-      row.record = cursor.record();
-      status = DecodeRecord(row.record, 5, &row.values);
+      rows->emplace_back().record = cursor.record();
+    }
+    // Decoded only once `rows` stops growing, since values point into records.
+    for (size_t i = 0; status.ok() && i < rows->size(); ++i) {
+      status = DecodeRecord((*rows)[i].record, 5, &(*rows)[i].values);
     }
     return status.ok() ? RequireUpgradedFormat(pager_->header()) : status;
   }
@@ -145,9 +154,29 @@ class FixtureTest : public ::testing::TestWithParam<std::string> {
     return root;
   }
 
+  std::map<std::string_view, PageNumber> TableRoots(const std::vector<MasterRow>& master) {
+    std::map<std::string_view, PageNumber> roots;
+    for (const MasterRow& row : master) {
+      if (row.values[0] == "table") {
+        roots[*row.values[1]] = Root(row);
+      }
+    }
+    return roots;
+  }
+
   std::vector<std::string> dump_;
   std::unique_ptr<FilePageSource> source_;
   std::unique_ptr<Pager> pager_;
+};
+
+class FixtureTest : public FixtureReader, public ::testing::WithParamInterface<std::string> {
+ protected:
+  void SetUp() override { Open(GetParam()); }
+};
+
+class IndexedFixtureTest : public FixtureReader {
+ protected:
+  void SetUp() override { Open("indexed"); }
 };
 
 TEST_P(FixtureTest, SchemaReadsLikeTheLibrary) {
@@ -175,16 +204,18 @@ TEST_P(FixtureTest, SchemaReadsLikeTheLibrary) {
 
 TEST_P(FixtureTest, TablesReadLikeTheLibrary) {
   std::vector<MasterRow> master;
-  if (!ReadMaster(&master).ok())
+  if (!ReadMaster(&master).ok()) {
     GTEST_SKIP() << "the database does not open";
+  }
   std::map<std::string, std::vector<std::vector<std::string>>> expected_rows;
   std::map<std::string, std::string> expected_status;
   for (size_t i = 1; i < dump_.size(); ++i) {
     const std::vector<std::string> tokens = Tokens(dump_[i]);
     if (tokens[2] == "\"row\"") {
       std::vector<std::string> values;
-      for (size_t k = 4; k < tokens.size(); k += 2)
+      for (size_t k = 4; k < tokens.size(); k += 2) {
         values.push_back(tokens[k]);
+      }
       expected_rows[tokens[1]].push_back(values);
     } else {
       expected_status[tokens[1]] = dump_[i];
@@ -192,8 +223,9 @@ TEST_P(FixtureTest, TablesReadLikeTheLibrary) {
   }
 
   for (const MasterRow& table : master) {
-    if (table.values[0] != "table")
+    if (table.values[0] != "table") {
       continue;
+    }
     const std::string name = Json(table.values[1]);
     SCOPED_TRACE(name);
     const auto& want = expected_rows[name];
@@ -203,8 +235,9 @@ TEST_P(FixtureTest, TablesReadLikeTheLibrary) {
     for (bool has_row; (status = cursor.Next(&has_row)).ok() && has_row; ++count) {
       RecordValues values;
       status = DecodeRecord(cursor.record(), OwnColumnCount(cursor.record()), &values);
-      if (!status.ok())
+      if (!status.ok()) {
         break;
+      }
       ASSERT_LT(count, want.size());
       ASSERT_EQ(values.size(), want[count].size());
       for (size_t c = 0; c < values.size(); ++c) {
@@ -238,28 +271,27 @@ TEST_P(FixtureTest, TablesReadLikeTheLibrary) {
 // prefix seek on an entry's fields yields exactly the entries sharing them.
 TEST_P(FixtureTest, IndicesAgreeWithTheirTables) {
   std::vector<MasterRow> master;
-  if (!ReadMaster(&master).ok())
+  if (!ReadMaster(&master).ok()) {
     GTEST_SKIP() << "the database does not open";
-  const bool damaged = GetParam().starts_with("corrupt_");
-  std::map<std::string_view, PageNumber> table_roots;
-  for (const MasterRow& row : master) {
-    if (row.values[0] == "table")
-      table_roots[*row.values[1]] = Root(row);
   }
+  const bool damaged = GetParam().starts_with("corrupt_");
+  const auto table_roots = TableRoots(master);
   for (const MasterRow& index : master) {
-    if (index.values[0] != "index")
+    if (index.values[0] != "index") {
       continue;
+    }
     SCOPED_TRACE(Json(index.values[1]));
     IndexCursor scan(pager_.get(), Root(index));
-    TableCursor table(pager_.get(), table_roots[*index.values[2]]);
+    TableCursor table(pager_.get(), table_roots.at(*index.values[2]));
     IndexCursor seek(pager_.get(), Root(index));
     std::vector<std::pair<std::string, int32_t>> entries;
     Status status;
     for (bool has_entry; (status = scan.Next(&has_entry)).ok() && has_entry;) {
       entries.emplace_back(scan.key().substr(0, scan.key().size() - 4), scan.rowid());
     }
-    if (damaged)
+    if (damaged) {
       continue;  // reaching here without hanging is the test
+    }
     ASSERT_TRUE(status.ok());
     for (size_t begin = 0; begin < entries.size();) {
       size_t end = begin;
@@ -272,19 +304,52 @@ TEST_P(FixtureTest, IndicesAgreeWithTheirTables) {
       }
       ASSERT_TRUE(seek.SeekPrefix(entries[begin].first).ok());
       std::vector<int32_t> sought;
-      for (bool has_entry; seek.Next(&has_entry).ok() && has_entry;)
+      for (bool has_entry; seek.Next(&has_entry).ok() && has_entry;) {
         sought.push_back(seek.rowid());
+      }
       EXPECT_EQ(sought, run);
       begin = end;
     }
   }
 }
 
+// The library's own index keys, rebuilt from the indexed rows: both
+// indices of `indexed` are on numeric (INTEGER) columns.
+TEST_F(IndexedFixtureTest, IndexKeysAreRebuiltFromTheirRows) {
+  const std::map<std::string_view, size_t> kIndexedColumn = {{"fonts_id_idx", 0},
+                                                             {"rel_parent_idx", 1}};
+  std::vector<MasterRow> master;
+  ASSERT_TRUE(ReadMaster(&master).ok());
+  const auto table_roots = TableRoots(master);
+  size_t checked = 0;
+  for (const MasterRow& index : master) {
+    if (index.values[0] != "index") {
+      continue;
+    }
+    const size_t column = kIndexedColumn.at(*index.values[1]);
+    IndexCursor entries(pager_.get(), Root(index));
+    TableCursor table(pager_.get(), table_roots.at(*index.values[2]));
+    for (bool has_entry; entries.Next(&has_entry).ok() && has_entry; ++checked) {
+      bool found = false;
+      ASSERT_TRUE(table.SeekRowid(entries.rowid(), &found).ok());
+      ASSERT_TRUE(found);
+      RecordValues values;
+      ASSERT_TRUE(DecodeRecord(table.record(), OwnColumnCount(table.record()), &values).ok());
+      std::string key;
+      AppendIndexField(values[column], /*text_column=*/false, &key);
+      EXPECT_EQ(key + EncodeRowidKey(entries.rowid()), entries.key())
+          << Json(values[column]) << " in row " << entries.rowid();
+    }
+  }
+  EXPECT_EQ(checked, 242u + 331u);
+}
+
 std::vector<std::string> FixtureNames() {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(QBFA_FIXTURES_DIR)) {
-    if (entry.path().extension() == ".db")
+    if (entry.path().extension() == ".db") {
       names.push_back(entry.path().stem());
+    }
   }
   std::sort(names.begin(), names.end());
   return names;

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <string>
 
 namespace sqlite2::format {
@@ -78,6 +79,32 @@ TEST(IndexFieldTest, FieldsCarryTheirClassLetterAndEndWithNul) {
   AppendTextField("05", &key);
   AppendTextField("", &key);
   EXPECT_EQ(key, std::string("a\0b0G1b\0c05\0c\0", 14));
+}
+
+TEST(IndexFieldTest, ColumnClassDecidesBetweenNumberAndText) {
+  const struct {
+    std::optional<std::string_view> value;
+    bool text_column;
+    std::string field;
+  } kCases[] = {
+      {std::nullopt, false, std::string("a\0", 2)},
+      {std::nullopt, true, std::string("a\0", 2)},
+      {"12", false, std::string("b0G1i\0", 6)},
+      {"05", false, std::string("b0G1b\0", 6)},
+      {"+5.0", false, std::string("b0G1b\0", 6)},
+      {"05", true, std::string("c05\0", 4)},
+      {" 5", false, std::string("c 5\0", 4)},
+      {"5.", false, std::string("c5.\0", 4)},
+      {"", false, std::string("c\0", 2)},
+      {"1e999", false, std::string("b0~~~~~~~~~~~~\0", 15)},
+      {"-1e999", false, std::string("b-01\0", 5)},
+      {"1e-999", false, std::string("b000W\0", 6)},
+  };
+  for (const auto& c : kCases) {
+    std::string field;
+    AppendIndexField(c.value, c.text_column, &field);
+    EXPECT_EQ(field, c.field) << c.value.value_or("NULL") << (c.text_column ? " text" : " numeric");
+  }
 }
 
 TEST(RowidKeyTest, FlipsTheSignBitAndIsBigEndian) {

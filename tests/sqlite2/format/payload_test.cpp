@@ -21,8 +21,9 @@ constexpr ByteOrder kBothOrders[] = {ByteOrder::kLittleEndian, ByteOrder::kBigEn
 // Bytes that differ from page to page, so a misplaced chunk shows.
 std::string Pattern(size_t size) {
   std::string bytes(size, '\0');
-  for (size_t i = 0; i < size; ++i)
+  for (size_t i = 0; i < size; ++i) {
     bytes[i] = static_cast<char>('A' + (i * 7 + i / 1020) % 26);
+  }
   return bytes;
 }
 
@@ -31,13 +32,15 @@ Status ReadOnlyRow(std::string bytes, std::string* record) {
   MemoryPageSource source(std::move(bytes));
   Pager pager(&source);
   Status status = pager.Refresh();
-  if (!status.ok())
+  if (!status.ok()) {
     return status;
+  }
   TableCursor cursor(&pager, 2);
   bool has_row = false;
   status = cursor.Next(&has_row);
-  if (!status.ok())
+  if (!status.ok()) {
     return status;
+  }
   EXPECT_TRUE(has_row);
   EXPECT_EQ(cursor.rowid(), 7);
   *record = cursor.record();

@@ -18,8 +18,9 @@ TEST(RecordTest, OffsetWidthFollowsTheRecordLength) {
     const std::string text(length - 2 * width - 1, 'x');
     std::string record;
     for (size_t offset : {2 * width, length}) {
-      for (size_t i = 0; i < width; ++i)
+      for (size_t i = 0; i < width; ++i) {
         record.push_back(static_cast<char>(offset >> (8 * i)));
+      }
     }
     record.append(text).push_back('\0');
     ASSERT_EQ(record.size(), length);

@@ -41,8 +41,9 @@ PageNumber TestImage::AppendOverflowChain(const std::string& bytes) {
     bytes_.resize(bytes_.size() + kPageSize, '\0');
     const size_t n = std::min(bytes.size() - done, size_t{kOverflowPayloadPerPage});
     std::memcpy(page(number) + 4, bytes.data() + done, n);
-    if (done + n < bytes.size())
+    if (done + n < bytes.size()) {
       Store32(number, 0, number + 1);
+    }
   }
   return first;
 }
@@ -100,16 +101,19 @@ Status MemoryPageSource::ReadPage(PageNumber number, Page* out) {
 
 std::string MakeRecord(const std::vector<std::optional<std::string>>& values) {
   size_t body = 0;
-  for (const auto& v : values)
+  for (const auto& v : values) {
     body += v ? v->size() + 1 : 0;
+  }
   size_t width = 1;
-  while ((values.size() + 1) * width + body >= (size_t{1} << (8 * width)))
+  while ((values.size() + 1) * width + body >= (size_t{1} << (8 * width))) {
     ++width;
+  }
   std::string record;
   size_t offset = (values.size() + 1) * width;
   auto put = [&](size_t value) {
-    for (size_t i = 0; i < width; ++i)
+    for (size_t i = 0; i < width; ++i) {
       record.push_back(static_cast<char>(value >> (8 * i)));
+    }
   };
   for (const auto& v : values) {
     put(offset);
@@ -117,8 +121,9 @@ std::string MakeRecord(const std::vector<std::optional<std::string>>& values) {
   }
   put(offset);
   for (const auto& v : values) {
-    if (v)
+    if (v) {
       record.append(*v).push_back('\0');
+    }
   }
   return record;
 }
