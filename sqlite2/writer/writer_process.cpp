@@ -161,4 +161,17 @@ void WriterProcess::Crash() {
   pid_ = 0;
 }
 
+Status CrashMidCommit(const std::string& path, std::vector<uint8_t> new_image, size_t pages_written,
+                      JournalOptions options) {
+  std::unique_ptr<WriterProcess> writer;
+  Status status = WriterProcess::Start(path, std::move(new_image), options, &writer);
+  if (status.ok())
+    status = writer->Run(WriterProcess::Step::kLock);
+  if (status.ok())
+    status = writer->Run(WriterProcess::Step::kWriteJournal);
+  if (status.ok())
+    status = writer->Run(WriterProcess::Step::kWritePages, pages_written);
+  return status;  // the writer dies with `writer`
+}
+
 }  // namespace sqlite2::writer

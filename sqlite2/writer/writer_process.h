@@ -48,6 +48,13 @@ class WriterProcess {
   int channel_;  // a socket to the child: steps go down, outcomes come up
 };
 
+// Starts changing the database at `path` into `new_image` the way a 2.8
+// writer that dies after writing `pages_written` pages in place does: the
+// file is left part old, part new, and its hot journal holds what is needed
+// to give back the committed state.
+Status CrashMidCommit(const std::string& path, std::vector<uint8_t> new_image, size_t pages_written,
+                      JournalOptions options = {});
+
 }  // namespace sqlite2::writer
 
 #endif  // SQLITE2_WRITER_WRITER_PROCESS_H_

@@ -186,6 +186,17 @@ TEST(WriterProcess, HoldsTheWriteLockUntilItUnlocksOrDies) {
   EXPECT_FALSE(writer->Run(WriterProcess::Step::kUnlock).ok());
 }
 
+TEST(WriterProcess, CrashMidCommitLeavesAHotJournalAndNoLock) {
+  ScratchDir dir;
+  const std::string path = dir.File("test.db");
+  const std::vector<uint8_t> before = TableImage(300, 'a');
+  WriteBytes(path, before);
+  ASSERT_TRUE(CrashMidCommit(path, TableImage(900, 'q'), 4).ok());
+  EXPECT_EQ(LockSeenFromHere(path, F_WRLCK), F_UNLCK);
+  EXPECT_NE(ReadBytes(path), before);
+  EXPECT_EQ(RollBack(ReadBytes(path), ReadBytes(path + "-journal")), before);
+}
+
 TEST(WriterProcess, CannotStartWhileAReaderHoldsItsLock) {
   ScratchDir dir;
   const std::string path = dir.File("test.db");
