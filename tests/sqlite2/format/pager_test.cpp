@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <string>
 
@@ -116,20 +114,6 @@ TEST(PagerTest, ShortFilesAndPartialPages) {
     EXPECT_EQ(*page, Page{});
     EXPECT_EQ(pager.GetPage(0, &page).rc, 11);
   }
-}
-
-TEST(PagerTest, RefreshSeesTheFileAsItIsNow) {
-  const std::string path = ::testing::TempDir() + "pager_refresh.db";
-  std::ofstream(path, std::ios::binary) << TestImage(ByteOrder::kLittleEndian, 2).bytes();
-  std::unique_ptr<FilePageSource> source;
-  ASSERT_TRUE(FilePageSource::Open(path, &source).ok());
-  Pager pager(source.get());
-  ASSERT_TRUE(pager.Refresh().ok());
-  EXPECT_EQ(pager.page_count(), 2u);
-  std::ofstream(path, std::ios::binary | std::ios::app) << std::string(kPageSize, '\0');
-  ASSERT_TRUE(pager.Refresh().ok());
-  EXPECT_EQ(pager.page_count(), 3u);
-  std::remove(path.c_str());
 }
 
 TEST(FilePageSourceTest, OpenFailures) {
