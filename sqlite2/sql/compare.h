@@ -1,0 +1,41 @@
+// How values compare in a WHERE clause.
+//
+// Every value is text (or SQL NULL). A comparison is numeric unless both
+// sides are of the text class: a column has the class of its declared
+// type, a quoted literal is text and an unquoted number is numeric.
+//  - text: plain byte comparison, exact and case-sensitive;
+//  - numeric: when both sides look like numbers they compare as doubles
+//    (so '05', '5.0', '+5' and '5e0' all equal 5); a number sorts before
+//    anything that is not one; two non-numbers compare as text.
+// NULL compares with nothing: the result is unknown, which a WHERE clause
+// treats as false.
+#ifndef SQLITE2_SQL_COMPARE_H_
+#define SQLITE2_SQL_COMPARE_H_
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace sqlite2::sql {
+
+enum class CompareOp { kEq, kNe, kLt, kLe, kGt, kGe };
+
+// The operator that gives the same answer with the operands swapped.
+CompareOp Mirror(CompareOp op);
+
+// <0, 0 or >0 by the numeric-class rule above.
+int CompareNumericClass(std::string_view a, std::string_view b);
+
+// `left op right`; nullopt when either side is NULL.
+std::optional<bool> Compare(CompareOp op, std::optional<std::string_view> left,
+                            std::optional<std::string_view> right, bool numeric);
+
+// The rowid a literal compared with the rowid stands for, or nullopt when
+// it stands for none (the comparison then finds no row, without an error):
+// an optional sign and 1-10 digits within the 32-bit range; else a number
+// that converts to a whole 32-bit value exactly.
+std::optional<int32_t> RowidFromLiteral(std::optional<std::string_view> literal);
+
+}  // namespace sqlite2::sql
+
+#endif  // SQLITE2_SQL_COMPARE_H_
