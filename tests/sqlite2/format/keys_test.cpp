@@ -72,15 +72,6 @@ TEST(SortableNumberTest, ByteOrderIsNumericOrder) {
   }
 }
 
-TEST(IndexFieldTest, FieldsCarryTheirClassLetterAndEndWithNul) {
-  std::string key;
-  AppendNullField(&key);
-  AppendNumberField(5, &key);
-  AppendTextField("05", &key);
-  AppendTextField("", &key);
-  EXPECT_EQ(key, std::string("a\0b0G1b\0c05\0c\0", 14));
-}
-
 TEST(IndexFieldTest, ColumnClassDecidesBetweenNumberAndText) {
   const struct {
     std::optional<std::string_view> value;
