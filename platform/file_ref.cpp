@@ -37,9 +37,14 @@ OSStatus StatReferenced(const FSRef* ref, struct stat* status) {
 }  // namespace
 
 bool CFURLGetFSRef(const cf::URL* url, FSRef* ref) {
-  if (!url || !ref || url->path().empty())
+  if (!url || !ref)
     return false;
-  int fd = open(url->path().c_str(), O_PATH | O_CLOEXEC);
+  // A path with a NUL inside would name a different file once handed to the
+  // system.
+  const std::string& path = url->path();
+  if (path.empty() || path.find('\0') != std::string::npos)
+    return false;
+  int fd = open(path.c_str(), O_PATH | O_CLOEXEC);
   if (fd < 0)
     return false;
   ref->descriptor = std::shared_ptr<const int>(new int(fd), [](const int* owned) {

@@ -73,9 +73,10 @@ class FileRefTest : public ::testing::Test {
 TEST_F(FileRefTest, OnlyReachableFilesGetAReference) {
   FSRef ref;
   EXPECT_FALSE(CFURLGetFSRef(nullptr, &ref));
-  for (const fs::path& path :
-       {dir_ / "missing.db", dir_ / "missing" / "FontAgent.db", file_ / "not-a-folder"}) {
-    auto url = cf::URL::CreateWithFileSystemPath(path.string());
+  for (const std::string& path :
+       {(dir_ / "missing.db").string(), (dir_ / "missing" / "FontAgent.db").string(),
+        (file_ / "not-a-folder").string(), file_.string() + std::string("\0/elsewhere", 11)}) {
+    auto url = cf::URL::CreateWithFileSystemPath(path);
     EXPECT_FALSE(CFURLGetFSRef(url.get(), &ref)) << path;
   }
   EXPECT_EQ(PathOf(RefTo(file_)), file_.string());
