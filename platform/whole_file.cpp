@@ -63,9 +63,12 @@ int CreateTemporary(int dir_fd, const std::string& name, std::string* temporary)
 
 }  // namespace
 
-int ReadWholeFile(int dir_fd, const std::string& name, size_t limit, std::string* bytes) {
+int ReadWholeFile(int dir_fd, const std::string& name, size_t limit, std::string* bytes,
+                  FinalLink link) {
   // O_NONBLOCK keeps the open itself from waiting on a FIFO planted in our place.
-  FileDescriptor file(openat(dir_fd, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  const int flags =
+      O_RDONLY | O_NONBLOCK | O_CLOEXEC | (link == FinalLink::kRefuse ? O_NOFOLLOW : 0);
+  FileDescriptor file(openat(dir_fd, name.c_str(), flags));
   if (file.get() < 0)
     return errno;
   struct stat info;

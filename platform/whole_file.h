@@ -9,10 +9,14 @@
 #include <string>
 #include <string_view>
 
+enum class FinalLink { kRefuse, kFollow };
+
 // Reads the regular file `name` in `dir_fd` into `bytes`. Returns 0 or an
-// errno value: ELOOP for a symbolic link, EINVAL for anything but a regular
-// file (a FIFO would block the reader), EFBIG when it is longer than `limit`.
-int ReadWholeFile(int dir_fd, const std::string& name, size_t limit, std::string* bytes);
+// errno value: ELOOP when `name` is a symbolic link and `link` is kRefuse,
+// EINVAL for anything but a regular file (a FIFO would block the reader),
+// EFBIG when it is longer than `limit`.
+int ReadWholeFile(int dir_fd, const std::string& name, size_t limit, std::string* bytes,
+                  FinalLink link = FinalLink::kRefuse);
 
 // Replaces `name` in `dir_fd` with `bytes`: a temporary file (mode 0600) is
 // written, flushed to disk and renamed over `name`, so a reader sees either
