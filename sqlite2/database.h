@@ -1,0 +1,66 @@
+// An open database: the C++ interface beneath the C API.
+//
+//   std::unique_ptr<Database> db;
+//   Status status = Database::Open("fonts.db", &db);
+//   status = db->Execute("SELECT * FROM fonts;", [](const Query& q) {
+//     ... q.column_names(), q.row() ...
+//     return true;  // false stops the statement and the ones after it
+//   });
+//
+// The file is only ever read. Each statement sees the file as it is when
+// the statement starts: the outermost statement re-reads page 1, reloads
+// the schema when its cookie has moved, and drops every cached page when
+// it ends. A statement run from inside another's row handler shares that
+// view, so nested reads never disturb the outer one.
+#ifndef SQLITE2_DATABASE_H_
+#define SQLITE2_DATABASE_H_
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "sqlite2/format/page_source.h"
+#include "sqlite2/format/pager.h"
+#include "sqlite2/query.h"
+#include "sqlite2/schema.h"
+#include "sqlite2/sql/statement.h"
+#include "sqlite2/status.h"
+
+namespace sqlite2 {
+
+// Called once per result row; returning false aborts.
+using RowHandler = std::function<bool(const Query& query)>;
+
+class Database {
+ public:
+  // Opens `path` read-only and loads its schema. A path that does not exist
+  // fails ("unable to open database: <path>") and is never created; a
+  // directory is "disk I/O error"; a file shorter than one page is an
+  // empty database; the empty path is an empty database of its own.
+  static Status Open(const std::string& path, std::unique_ptr<Database>* out);
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  // Runs the ';'-separated statements of `sql` in order, each to its end
+  // before the next is parsed, and stops at the first failure; rows
+  // already handed to `on_row` stay delivered. When `on_row` returns
+  // false the result is SQLITE_ABORT with an empty message.
+  Status Execute(std::string_view sql, const RowHandler& on_row);
+
+ private:
+  class StatementScope;
+
+  Database() = default;
+  Status Run(const sql::SelectStatement& statement, const RowHandler& on_row);
+
+  std::unique_ptr<format::PageSource> source_;
+  std::unique_ptr<format::Pager> pager_;
+  Schema schema_;
+  int running_statements_ = 0;
+};
+
+}  // namespace sqlite2
+
+#endif  // SQLITE2_DATABASE_H_
