@@ -50,7 +50,8 @@ class RunLoop {
   bool Run();
 
   // Makes Run() return after the callback or work in progress, and cancels
-  // the blocking calls still queued.
+  // the blocking calls still queued. It takes a lock, so it must not be called
+  // from a signal handler: to stop on a signal, watch a signalfd instead.
   void Stop();
 
   // True while Run() is under way and no Stop() has come.
@@ -82,6 +83,8 @@ class RunLoop {
 
   // Calls `callback` once, on the loop's thread, after `delay`.
   TimerId AddTimer(std::chrono::milliseconds delay, std::function<void()> callback);
+  // A timer cancelled on the loop's thread never fires; from another thread,
+  // one that is already firing still completes.
   void CancelTimer(TimerId id);
 
  private:

@@ -69,28 +69,6 @@ TEST(RunLoop, StopBeforeRunEndsTheNextRunOnly) {
   EXPECT_TRUE(ran);
 }
 
-TEST(RunLoop, RefusesASecondRun) {
-  RunLoop loop;
-  bool nested = true;
-  bool concurrent = true;
-  loop.Post([&] {
-    nested = loop.Run();
-    std::thread([&] { concurrent = loop.Run(); }).join();
-    loop.Stop();
-  });
-  loop.Run();
-  EXPECT_FALSE(nested);
-  EXPECT_FALSE(concurrent);
-}
-
-TEST(RunLoop, BlockingCallsFailPromptlyWhenTheLoopIsNotRunning) {
-  RunLoop loop;
-  bool ran = false;
-  EXPECT_EQ(loop.PostBlocking([&] { ran = true; }), nullptr);
-  EXPECT_FALSE(loop.RunAndWait([&] { ran = true; }));
-  EXPECT_FALSE(ran);
-}
-
 TEST(RunLoop, RunAndWaitRunsOnTheLoopThread) {
   RunLoop loop;
   LoopThread running(loop);

@@ -21,29 +21,6 @@ void* OnMainThread(void* parameter) {
   return parameter;
 }
 
-TEST(Task, CreateRejectsWhatItCannotHonour) {
-  MPTaskID task = nullptr;
-  int queue_stand_in = 0;
-  auto* queue = reinterpret_cast<MPQueueID>(&queue_stand_in);
-  struct Case {
-    TaskProc entry;
-    MPQueueID queue;
-    MPTaskOptions options;
-    MPTaskID* out;
-  } cases[] = {
-      {nullptr, nullptr, 0, &task},
-      {ReturnParameter, nullptr, 0, nullptr},
-      {ReturnParameter, queue, 0, &task},
-      {ReturnParameter, nullptr, 1u << 17, &task},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(MPCreateTask(c.entry, nullptr, 0, c.queue, nullptr, nullptr, c.options, c.out),
-              paramErr);
-  }
-  EXPECT_EQ(task, nullptr);
-  EXPECT_EQ(UnjoinedTaskCount(), 0u);
-}
-
 TEST(Task, JoinHandsBackTheEntryStatusOnce) {
   MPTaskID task = nullptr;
   ASSERT_EQ(MPCreateTask(ReturnParameter, reinterpret_cast<void*>(intptr_t{-43}), 0, nullptr,
@@ -120,19 +97,6 @@ TEST(Task, JoiningFromTheMainThreadReleasesTheTasksRemoteCall) {
   MainRunLoop().Run();
   EXPECT_EQ(handover.result, nullptr);
   EXPECT_FALSE(handover.ran_on_main);
-}
-
-TEST(Task, StoppingTheMainLoopReleasesATaskWaitingOnIt) {
-  Handover handover;
-  MPTaskID task = nullptr;
-  MainRunLoop().Post([&] {
-    ASSERT_EQ(MPCreateTask(CallMainThread, &handover, 0, nullptr, nullptr, nullptr, 0, &task),
-              noErr);
-    MainRunLoop().Stop();
-  });
-  MainRunLoop().Run();
-  ASSERT_EQ(JoinTask(task, nullptr), noErr);
-  EXPECT_EQ(handover.result, nullptr);
 }
 
 // How a task waiting on a kernel queue is stopped: clear its flag, release its
