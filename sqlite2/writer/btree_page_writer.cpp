@@ -24,13 +24,13 @@ format::Cell CellShape(const Entry& entry) {
   return cell;
 }
 
-// Stores the payload bytes beyond the cell's local part on a fresh chain of
+// Stores the payload bytes beyond the cell's local part on a chain of
 // overflow pages and returns the first of them.
-PageNumber WriteOverflowChain(PageFile& file, const std::string& payload) {
+PageNumber WriteOverflowChain(PageFile& file, const std::string& payload, PageNumber start) {
   const uint32_t count = format::OverflowPageCount(static_cast<uint32_t>(payload.size()));
   std::vector<PageNumber> chain(count);
-  for (PageNumber& page : chain)
-    page = file.Allocate();
+  for (uint32_t i = 0; i < count; ++i)
+    chain[i] = start != 0 ? start + i : file.Allocate();
   size_t position = kMaxLocalPayload;
   for (uint32_t i = 0; i < count; ++i) {
     uint8_t* page = file.Page(chain[i]);
@@ -57,7 +57,8 @@ void WriteCell(PageFile& file, uint8_t* at, const PlacedCell& placed, uint16_t n
   const size_t local = std::min<size_t>(payload.size(), kMaxLocalPayload);
   std::copy_n(payload.data(), local, at + kCellHeaderSize);
   if (payload.size() > kMaxLocalPayload) {
-    file.Store32(at + kCellHeaderSize + kMaxLocalPayload, WriteOverflowChain(file, payload));
+    file.Store32(at + kCellHeaderSize + kMaxLocalPayload,
+                 WriteOverflowChain(file, payload, entry.overflow_start));
   }
 }
 

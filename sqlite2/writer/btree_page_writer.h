@@ -17,6 +17,10 @@ namespace sqlite2::writer {
 struct Entry {
   std::string key;
   std::string data;
+  // When not 0, the first of the consecutive pages already set aside for
+  // this entry's overflow chain; otherwise they are allocated as it is
+  // written.
+  PageNumber overflow_start = 0;
 };
 
 // An entry placed on a page, with the subtree of smaller keys (0 on a leaf).
