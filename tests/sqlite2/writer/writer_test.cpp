@@ -10,6 +10,7 @@
 #include "sqlite2/format/keys.h"
 #include "sqlite2/format/page.h"
 #include "sqlite2/format/record.h"
+#include "sqlite2/writer/script.h"
 #include "tests/sqlite2/writer/engine_reader.h"
 #include "tests/sqlite2/writer/image_inspector.h"
 #include "tests/sqlite2/writer/scratch_dir.h"
@@ -60,20 +61,38 @@ std::vector<std::pair<int32_t, std::vector<Value>>> Rows(const std::vector<uint8
   return rows;
 }
 
-// Rebuilding a fixture from its own schema and rows must give every tree
-// back entry for entry: sqlite_master records (root pages included), table
-// records under their rowids, and every index key, automatic ones too.
-class FixtureCloneTest : public ::testing::TestWithParam<const char*> {};
-
-TEST_P(FixtureCloneTest, RebuildsEveryTreeOfTheLibrarysFile) {
-  const std::vector<uint8_t> original =
-      testing::ReadBytes(std::string(QBFA_FIXTURES_DIR) + "/" + GetParam() + ".db");
-  testing::ImageInspector inspector(original);
+// Options that match the library's file: its byte order and format.
+Options OptionsOf(const std::vector<uint8_t>& image) {
   Options options;
-  options.byte_order = inspector.byte_order();
-  options.file_format = format::Load32(&original[64], inspector.byte_order());
-  Database clone(options);
+  options.byte_order = testing::ImageInspector(image).byte_order();
+  options.file_format = format::Load32(&image[64], options.byte_order);
+  return options;
+}
 
+// Every tree of `rebuilt` holds what the same tree of `original` holds:
+// sqlite_master records (root pages included), table records under their
+// rowids, and every index key, automatic ones too.
+void ExpectSameTrees(const std::vector<uint8_t>& rebuilt, const std::vector<uint8_t>& original) {
+  EXPECT_EQ(Tree(rebuilt, 2), Tree(original, 2));
+  for (const MasterRow& row : Master(original)) {
+    if (row.root == 0)
+      continue;
+    EXPECT_EQ(Tree(rebuilt, row.root), Tree(original, row.root)) << row.name;
+  }
+  EXPECT_EQ(format::Load32(&rebuilt[64], OptionsOf(rebuilt).byte_order),
+            *OptionsOf(original).file_format);
+}
+
+std::vector<uint8_t> FixtureFile(const std::string& name) {
+  return testing::ReadBytes(std::string(QBFA_FIXTURES_DIR) + "/" + name);
+}
+
+class FixtureTest : public ::testing::TestWithParam<const char*> {};
+
+// Rebuilt from its own schema and rows, a fixture has the library's trees.
+TEST_P(FixtureTest, RebuildingFromTheFileGivesTheLibrarysTrees) {
+  const std::vector<uint8_t> original = FixtureFile(std::string(GetParam()) + ".db");
+  Database clone(OptionsOf(original));
   const std::vector<MasterRow> master = Master(original);
   for (const MasterRow& row : master) {
     Status status;
@@ -96,22 +115,59 @@ TEST_P(FixtureCloneTest, RebuildsEveryTreeOfTheLibrarysFile) {
       ASSERT_TRUE(status.ok()) << row.name << ": " << status.message;
     }
   }
-
-  const std::vector<uint8_t> rebuilt = clone.Bytes();
-  EXPECT_EQ(Tree(rebuilt, 2), Tree(original, 2));
-  for (const MasterRow& row : master) {
-    if (row.root == 0)
-      continue;
-    EXPECT_EQ(Tree(rebuilt, row.root), Tree(original, row.root)) << row.name;
-  }
-  EXPECT_EQ(format::Load32(&rebuilt[64], options.byte_order), *options.file_format);
+  ExpectSameTrees(clone.Bytes(), original);
 }
 
-INSTANTIATE_TEST_SUITE_P(Fixtures, FixtureCloneTest,
+// Run from the script that made it, a fixture has the library's trees.
+TEST_P(FixtureTest, RunningItsScriptGivesTheLibrarysTrees) {
+  const std::vector<uint8_t> original = FixtureFile(std::string(GetParam()) + ".db");
+  const std::vector<uint8_t> script = FixtureFile(std::string(GetParam()) + ".sql");
+  Database db(OptionsOf(original));
+  const Status status =
+      RunScript(std::string_view(reinterpret_cast<const char*>(script.data()), script.size()), &db);
+  ASSERT_TRUE(status.ok()) << status.message;
+  ExpectSameTrees(db.Bytes(), original);
+}
+
+INSTANTIATE_TEST_SUITE_P(Fixtures, FixtureTest,
                          ::testing::Values("basic", "empty_tables", "font_edges", "indexed",
                                            "master_only", "medium", "no_fonts", "no_rel",
                                            "record_sizes", "record_sizes_be", "rel_edges",
                                            "set_names", "text_font_id", "untyped_ids"));
+
+TEST(Script, RefusesWhatItCannotRead) {
+  const struct {
+    const char* script;
+    const char* message;
+  } cases[] = {
+      {"CREATE TABLE t(a); INSERT INTO t VALUES(1+1);", "near \"+\": syntax error"},
+      {"CREATE TABLE t(a); INSERT INTO t VALUES(1) x;", "near \"x\": syntax error"},
+      {"CREATE TABLE t(a); INSERT INTO t(a) VALUES(1);", "near \"(\": syntax error"},
+      {"CREATE TABLE t(a); UPDATE t SET a = 1;", "near \"UPDATE\": syntax error"},
+      {"CREATE TRIGGER x AFTER INSERT ON t BEGIN SELECT 1; END;", "near \"TRIGGER\": syntax error"},
+      {"CREATE TABLE t(a); INSERT INTO t VALUES(#);", "unrecognized token: \"#\""},
+      {"INSERT INTO nosuch VALUES(1);", "no such table: nosuch"},
+  };
+  for (const auto& c : cases) {
+    Database db;
+    const Status status = RunScript(c.script, &db);
+    EXPECT_EQ(status.rc, SQLITE_ERROR) << c.script;
+    EXPECT_EQ(status.message, c.message) << c.script;
+  }
+}
+
+TEST(Script, StoresLiteralsAsTheLibraryDoes) {
+  Database db;
+  ASSERT_TRUE(RunScript("begin; CREATE TABLE t(a, b, c) -- note\n ; "
+                        "INSERT INTO t VALUES(-05, +1.50, 'it''s');"
+                        "INSERT INTO \"t\" VALUES(1e3, \"dq\", NULL); COMMIT",
+                        &db)
+                  .ok());
+  const std::vector<uint8_t> image = db.Bytes();
+  EXPECT_EQ(Master(image)[0].sql, "CREATE TABLE t(a, b, c)");
+  using R = std::vector<std::pair<int32_t, std::vector<Value>>>;
+  EXPECT_EQ(Rows(image, 3, 3), (R{{1, {"-05", "1.50", "it's"}}, {2, {"1e3", "dq", std::nullopt}}}));
+}
 
 // The schema rows the format notes decoded from a file the library wrote.
 TEST(Schema, RowsAndRootPagesComeOutAsTheLibraryWritesThem) {
