@@ -113,7 +113,10 @@ class TreeChecker {
     totals_.top = top->size();
     for (const auto& set : *top) {
       const cf::Dictionary* dictionary = set->AsDictionary();
-      ASSERT_NE(dictionary, nullptr);
+      if (dictionary == nullptr) {
+        ADD_FAILURE() << "a top-level entry is not a dictionary";
+        continue;
+      }
       EXPECT_NE(dictionary->GetString(kSetNameKey), nullptr);
       EXPECT_FALSE(dictionary->Contains(kHasParentsKey));
       EXPECT_TRUE(dictionary->Contains(kFontsKey) || dictionary->Contains(kChildrenKey));
@@ -207,10 +210,12 @@ INSTANTIATE_TEST_SUITE_P(
                      {24, 24, 64, 0},
                      "Unable to find relationship table error 11: database disk image is "
                      "malformed\n"},
-        // Font 10 sits behind the damaged cell; font 12 is not found at all.
+        // Fonts 9 to 14 share the damaged leaf, which is refused every time
+        // (the real library's answers for them depend on its page cache), so
+        // six of basic's 25 font links are gone.
         LargeFixture{
             "corrupt_cell_header",
-            {6, 12, 23, 6},
+            {6, 12, 19, 6},
             "Unable to find font with ID 10 error 11: database disk image is malformed\n"}),
     [](const testing::TestParamInfo<LargeFixture>& info) { return std::string(info.param.name); });
 

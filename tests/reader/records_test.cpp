@@ -46,13 +46,15 @@ TEST(DictFromRow, RenamesKnownColumnsExactly) {
       {"font_style", "font_style"},
   };
   for (const auto& c : cases) {
-    const char* value = std::string_view(c.column) == "font_type" ? "(OTF)" : "value";
-    const char* stored = std::string_view(c.column) == "font_type" ? "OTTO" : "value";
-    Row row{{c.column, value}};
+    const bool type = std::string_view(c.column) == "font_type";
+    // A path and a format keep a row with a display name complete.
+    Row row{{"font_type", "(T1)"}, {"font_path", "/p.pfb"}, {c.column, type ? "(OTF)" : "value"}};
     cf::Ref<cf::Dictionary> dictionary = Convert(row);
-    ASSERT_TRUE(dictionary);
-    EXPECT_EQ(Contents(dictionary.get()), (std::map<std::string, std::string>{{c.key, stored}}))
-        << c.column;
+    ASSERT_TRUE(dictionary) << c.column;
+    std::map<std::string, std::string> expected{{"kQBFontInfoFontFormat", "LWFN"},
+                                                {"kQBFontInfoFilePath", "/p.pfb"}};
+    expected[c.key] = type ? "OTTO" : "value";
+    EXPECT_EQ(Contents(dictionary.get()), expected) << c.column;
   }
 }
 
