@@ -145,12 +145,15 @@ Status Query::BindResultColumn(const sql::ResultColumn& column) {
     case Operand::Source::kColumn:
       types_.push_back(table_->columns[operand.column].type);
       break;
-    case Operand::Source::kRowid:
-      types_.push_back(table_->rowid_column && column.expr->kind == ExprKind::kName &&
-                               !IsRowidName(column.expr->value)
-                           ? table_->columns[*table_->rowid_column].type
-                           : std::optional<std::string>("INTEGER"));
+    case Operand::Source::kRowid: {
+      // The INTEGER PRIMARY KEY column keeps its declared type; rowid, oid
+      // and _rowid_ are INTEGER.
+      const std::optional<size_t> key = table_->rowid_column;
+      const bool named =
+          key && sql::EqualsIgnoringCase(table_->columns[*key].name, column.expr->value);
+      types_.push_back(named ? table_->columns[*key].type : std::optional<std::string>("INTEGER"));
       break;
+    }
     case Operand::Source::kLiteral:
       types_.push_back(column.expr->kind == ExprKind::kNumber ? "NUMERIC" : "TEXT");
       break;

@@ -73,8 +73,8 @@ const char* sqlite_libversion(void) {
   return sqlite_version;
 }
 
-sqlite* sqlite_open(const char* filename, int mode, char** errmsg) {
-  static_cast<void>(mode);  // ignored, as by the 2.8 library
+// The mode is ignored, as by the 2.8 library: the file is only ever read.
+sqlite* sqlite_open(const char* filename, int /*mode*/, char** errmsg) {
   std::unique_ptr<sqlite2::Database> database;
   sqlite2::Status status = sqlite2::Database::Open(filename != nullptr ? filename : "", &database);
   if (!status.ok()) {
