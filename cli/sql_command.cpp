@@ -14,7 +14,7 @@ constexpr char kDescription[] =
     "contains an SQLite 2.1 database **\") and print each result row as one line of JSON";
 
 constexpr char kFooter[] = R"(
-The file is opened read-only and never changed, created or locked for writing;
+The file is opened read-only: it is never changed, and a missing file is not created;
 either byte order is read. The statements understood:
 
   SELECT * | item [, item]... [FROM table [[AS] alias]] [WHERE condition] [;]
