@@ -14,7 +14,7 @@
 extern "C" {
 #endif
 
-#define SQLITE_VERSION "2.8.17"
+#define SQLITE_VERSION "2.8.13"  /* the release whose behaviour this engine follows */
 
 /* An open database. */
 typedef struct sqlite sqlite;
