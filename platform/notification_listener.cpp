@@ -2,6 +2,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cerrno>
 #include <cstring>
 #include <deque>
 #include <set>
@@ -89,7 +90,12 @@ std::optional<DistributedNotification> NotificationListener::Wait(
         deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0)
       break;
-    if (sd_bus_wait(bus_, static_cast<uint64_t>(left.count())) < 0)
+    r = sd_bus_wait(bus_, static_cast<uint64_t>(left.count()));
+    // A signal ends the wait early, so that the caller can look at what its
+    // handler recorded (a request to stop, say).
+    if (r == -EINTR)
+      break;
+    if (r < 0)
       connected_ = false;
   }
   if (received.empty())

@@ -35,7 +35,8 @@ class NotificationListener {
   ~NotificationListener();
 
   // The next notification, in the order posted; waits at most `timeout` for
-  // one. Nothing on timeout, or when the connection is lost (connected()).
+  // one. Nothing on timeout, when a signal interrupts the wait, or when the
+  // connection is lost (connected()).
   std::optional<DistributedNotification> Wait(std::chrono::milliseconds timeout);
 
   bool connected() const { return connected_; }

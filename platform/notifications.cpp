@@ -70,7 +70,9 @@ bool Flush(sd_bus* bus) {
     uint64_t now = NowUsec();
     if (now >= deadline)
       return false;
-    if (sd_bus_wait(bus, deadline - now) < 0)
+    // A signal handler of the host may interrupt the wait; the deadline still holds.
+    int waited = sd_bus_wait(bus, deadline - now);
+    if (waited < 0 && waited != -EINTR)
       return false;
   }
 }

@@ -1,12 +1,16 @@
 #include "platform/notifications.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/notification_listener.h"
@@ -110,6 +114,34 @@ TEST_F(NotificationsTest, PostingFollowsTheBusAcrossRestarts) {
   second.Stop();
   EXPECT_FALSE(listener->Wait(kArrival));
   EXPECT_FALSE(listener->connected());
+}
+
+TEST_F(NotificationsTest, ASignalEndsAWaitButNotTheSubscription) {
+  // A listener stopped by Ctrl-C must get to look at its stop flag, and one
+  // that goes on must still be subscribed.
+  std::unique_ptr<NotificationListener> listener = Listen();
+  ASSERT_TRUE(listener);
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  struct sigaction previous {};
+  ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
+  std::atomic<bool> waiting{true};
+  const pthread_t waiter = pthread_self();
+  std::thread interrupter([&] {
+    while (waiting) {
+      pthread_kill(waiter, SIGUSR1);
+      std::this_thread::sleep_for(milliseconds(20));
+    }
+  });
+  std::optional<DistributedNotification> nothing = listener->Wait(milliseconds(60000));
+  waiting = false;
+  interrupter.join();
+  sigaction(SIGUSR1, &previous, nullptr);
+
+  EXPECT_FALSE(nothing);
+  EXPECT_TRUE(listener->connected());
+  Post("still", "here");
+  EXPECT_EQ(Drain(*listener), (std::vector<DistributedNotification>{{"still", "here"}}));
 }
 
 TEST(NotificationsWithoutBus, PostingReturnsAndConnectsOnceABusAppears) {
