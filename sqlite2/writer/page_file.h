@@ -23,7 +23,6 @@ class PageFile {
  public:
   explicit PageFile(ByteOrder order) : order_(order) {}
 
-  ByteOrder byte_order() const { return order_; }
   uint32_t page_count() const { return static_cast<uint32_t>(pages_.size()); }
 
   // Appends a page of zero bytes and returns its number.
