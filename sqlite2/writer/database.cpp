@@ -7,10 +7,10 @@
 #include "sqlite2/format/btree_page.h"
 #include "sqlite2/format/keys.h"
 #include "sqlite2/format/payload.h"
+#include "sqlite2/sql/compare.h"
 #include "sqlite2/sql/tokenizer.h"
 #include "sqlite2/writer/atomic_file.h"
 #include "sqlite2/writer/create_statements.h"
-#include "sqlite2/writer/rowid_value.h"
 
 namespace sqlite2::writer {
 namespace {
@@ -239,7 +239,7 @@ Status Database::AddRow(Table& table, std::optional<int32_t> rowid, Row row) {
                    std::to_string(row.size()) + " values were supplied");
   }
   if (definition.rowid_column && row[*definition.rowid_column]) {
-    const std::optional<int32_t> key = RowidFromText(*row[*definition.rowid_column]);
+    const std::optional<int32_t> key = sql::RowidFromLiteral(*row[*definition.rowid_column]);
     if (!key)
       return Status::Error(SQLITE_MISMATCH, "datatype mismatch");
     if (rowid && *rowid != *key)
