@@ -1,5 +1,8 @@
 #include "sqlite2/database.h"
 
+#include <unistd.h>
+
+#include <cstdlib>
 #include <utility>
 
 #include "sqlite2/format/file_header.h"
@@ -21,22 +24,33 @@ class EmptyPageSource : public format::PageSource {
   }
 };
 
+// The journal sits next to the path as given, made absolute the way the
+// library makes it: the working directory in front, symbolic links left
+// alone.
+std::string JournalPath(const std::string& path) {
+  std::string absolute = path;
+  if (!path.starts_with('/')) {
+    if (char* cwd = ::getcwd(nullptr, 0)) {
+      absolute = std::string(cwd) + "/" + path;
+      std::free(cwd);
+    }
+  }
+  return absolute + "-journal";
+}
+
 }  // namespace
 
-// Brackets one statement. The outermost one brings the view of the file up
-// to date and lets go of the cached pages at its end.
+// Brackets one statement. The outermost one takes the snapshot that it and
+// the statements nested in it read, and lets it go at its end.
 class Database::StatementScope {
  public:
   explicit StatementScope(Database* db) : db_(db) {
-    if (db_->running_statements_++ > 0)
-      return;
-    status_ = db_->pager_->Refresh();
-    if (status_.ok() && db_->pager_->header().schema_cookie != db_->schema_.cookie())
-      status_ = Schema::Load(*db_->pager_, &db_->schema_);
+    if (db_->running_statements_++ == 0)
+      status_ = db_->BeginSnapshot(Snapshot::kBusyWait);
   }
   ~StatementScope() {
     if (--db_->running_statements_ == 0)
-      db_->pager_->DropCache();
+      db_->snapshot_.reset();
   }
   StatementScope(const StatementScope&) = delete;
   StatementScope& operator=(const StatementScope&) = delete;
@@ -58,19 +72,32 @@ Status Database::Open(const std::string& path, std::unique_ptr<Database>* out) {
     std::unique_ptr<format::FilePageSource> file;
     if (Status status = format::FilePageSource::Open(path, &file); !status.ok())
       return status;
+    db->snapshot_source_.fd = file->fd();
+    db->snapshot_source_.journal_path = JournalPath(path);
     db->source_ = std::move(file);
   }
-  db->pager_ = std::make_unique<format::Pager>(db->source_.get());
-  Status status = db->pager_->Refresh();
-  if (status.ok())
-    status = Schema::Load(*db->pager_, &db->schema_);
-  if (status.ok())
-    status = format::RequireUpgradedFormat(db->pager_->header());
-  db->pager_->DropCache();
-  if (!status.ok())
+  db->snapshot_source_.pages = db->source_.get();
+  // No waiting here: a busy file defers the schema to the first statement,
+  // which waits anyway.
+  Status status = db->BeginSnapshot(std::chrono::milliseconds(0));
+  db->snapshot_.reset();
+  if (!status.ok() && status.rc != SQLITE_BUSY)
     return status;
   *out = std::move(db);
   return Status::Ok();
+}
+
+Status Database::BeginSnapshot(std::chrono::milliseconds busy_wait) {
+  if (Status status = Snapshot::Take(snapshot_source_, busy_wait, &snapshot_); !status.ok())
+    return status;
+  format::Pager& pager = *snapshot_->pager();
+  if (schema_loaded_ && pager.header().schema_cookie == schema_.cookie())
+    return Status::Ok();
+  Status status = Schema::Load(pager, &schema_);
+  if (status.ok())
+    status = format::RequireUpgradedFormat(pager.header());
+  schema_loaded_ = status.ok();
+  return status;
 }
 
 Status Database::Execute(std::string_view sql, const RowHandler& on_row) {
@@ -89,7 +116,11 @@ Status Database::Run(const sql::SelectStatement& statement, const RowHandler& on
   if (!scope.status().ok())
     return scope.status();
   std::unique_ptr<Query> query;
-  if (Status status = Query::Prepare(schema_, pager_.get(), statement, &query); !status.ok())
+  // Only a nested statement can reuse a hash: the outermost one's lock,
+  // and the hashes with it, end with the statement.
+  ColumnHashes* hashes = running_statements_ > 1 ? snapshot_->hashes() : nullptr;
+  if (Status status = Query::Prepare(schema_, snapshot_->pager(), statement, hashes, &query);
+      !status.ok())
     return status;
   for (;;) {
     bool has_row = false;

@@ -8,13 +8,15 @@
 //   });
 //
 // The file is only ever read. Each statement sees the file as it is when
-// the statement starts: the outermost statement re-reads page 1, reloads
-// the schema when its cookie has moved, and drops every cached page when
-// it ends. A statement run from inside another's row handler shares that
-// view, so nested reads never disturb the outer one.
+// the statement starts: the outermost statement takes the shared file lock
+// a 2.8 reader takes (see snapshot.h), re-reads page 1, reloads the schema
+// when its cookie has moved, and lets go of the lock and every cached page
+// when it ends. A statement run from inside another's row handler shares
+// that snapshot, so nested reads never disturb the outer one.
 #ifndef SQLITE2_DATABASE_H_
 #define SQLITE2_DATABASE_H_
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -24,6 +26,7 @@
 #include "sqlite2/format/pager.h"
 #include "sqlite2/query.h"
 #include "sqlite2/schema.h"
+#include "sqlite2/snapshot.h"
 #include "sqlite2/sql/statement.h"
 #include "sqlite2/status.h"
 
@@ -34,7 +37,9 @@ using RowHandler = std::function<bool(const Query& query)>;
 
 class Database {
  public:
-  // Opens `path` read-only and loads its schema. A path that does not exist
+  // Opens `path` read-only and loads its schema; when a writer holds the
+  // file, the open still succeeds and the first statement that gets the
+  // lock loads it, as with the real library. A path that does not exist
   // fails ("unable to open database: <path>") and is never created; a
   // directory is "disk I/O error"; a file shorter than one page is an
   // empty database; the empty path is an empty database of its own.
@@ -54,10 +59,15 @@ class Database {
 
   Database() = default;
   Status Run(const sql::SelectStatement& statement, const RowHandler& on_row);
+  // Takes the snapshot an outermost statement reads and brings the schema
+  // up to date in it.
+  Status BeginSnapshot(std::chrono::milliseconds busy_wait);
 
   std::unique_ptr<format::PageSource> source_;
-  std::unique_ptr<format::Pager> pager_;
+  SnapshotSource snapshot_source_;
+  std::unique_ptr<Snapshot> snapshot_;  // while a statement runs
   Schema schema_;
+  bool schema_loaded_ = false;
   int running_statements_ = 0;
 };
 

@@ -28,7 +28,7 @@ struct Query::Condition {
 };
 
 struct Query::Plan {
-  enum class Access { kNoTable, kScan, kRowid, kIndex, kNothing };
+  enum class Access { kNoTable, kScan, kRowid, kIndex, kHash, kNothing };
   Access access = Access::kScan;
   int32_t rowid = 0;                 // kRowid
   const IndexInfo* index = nullptr;  // kIndex
@@ -39,6 +39,10 @@ struct Query::Plan {
   bool upper_inclusive = true;
   // Entries with a NULL among this many leading fields are skipped.
   size_t non_null_fields = 0;
+  // kHash: the column held equal to `literal`, and how they compare.
+  size_t column = 0;
+  bool numeric = false;
+  std::string literal;
 };
 
 namespace {
@@ -82,9 +86,11 @@ Query::Query() = default;
 Query::~Query() = default;
 
 Status Query::Prepare(const Schema& schema, format::Pager* pager,
-                      const sql::SelectStatement& statement, std::unique_ptr<Query>* out) {
+                      const sql::SelectStatement& statement, ColumnHashes* hashes,
+                      std::unique_ptr<Query>* out) {
   std::unique_ptr<Query> query(new Query());
   query->pager_ = pager;
+  query->hashes_ = hashes;
   if (Status status = query->Bind(schema, statement); !status.ok())
     return status;
   *out = std::move(query);
@@ -245,6 +251,7 @@ struct Query::Constraint {
   size_t column = 0;
   CompareOp op = CompareOp::kEq;
   const std::optional<std::string>* literal = nullptr;
+  bool numeric = false;  // how the two sides compare
 };
 
 std::vector<Query::Constraint> Query::Constraints(
@@ -261,7 +268,8 @@ std::vector<Query::Constraint> Query::Constraints(
     const Operand& column = left_literal ? c.right : c.left;
     const Operand& literal = left_literal ? c.left : c.right;
     constraints.push_back({i, column.source == Operand::Source::kRowid, column.column,
-                           left_literal ? sql::Mirror(c.op) : c.op, &literal.literal});
+                           left_literal ? sql::Mirror(c.op) : c.op, &literal.literal,
+                           !(column.text && literal.text)});
   }
   return constraints;
 }
@@ -321,8 +329,19 @@ void Query::PlanTable(const std::vector<Constraint>& constraints, std::vector<bo
       best_equal = leading;
     }
   }
-  if (best == nullptr)
+  if (best == nullptr) {
+    // The equality stays a filter too: the hash only narrows the rows down.
+    for (const Constraint& c : constraints) {
+      if (hashes_ != nullptr && !c.rowid && c.op == CompareOp::kEq && c.literal->has_value()) {
+        plan_->access = Plan::Access::kHash;
+        plan_->column = c.column;
+        plan_->numeric = c.numeric;
+        plan_->literal = **c.literal;
+        return;
+      }
+    }
     return;
+  }
 
   plan_->access = Plan::Access::kIndex;
   plan_->index = best;
@@ -420,6 +439,8 @@ Status Query::Advance(bool* loaded) {
       return status;
     return LoadRow(rows_->rowid(), rows_->record());
   }
+  if (plan_->access == Plan::Access::kHash)
+    return AdvanceHash(first, loaded);
   if (plan_->access == Plan::Access::kRowid) {
     if (!first)
       return Status::Ok();
@@ -471,6 +492,26 @@ Status Query::AdvanceIndex(bool* loaded) {
     *loaded = true;
     return LoadRow(rowid, rows_->record());
   }
+}
+
+Status Query::AdvanceHash(bool first, bool* loaded) {
+  if (first) {
+    const ColumnHash& hash = hashes_->Get(pager_, *table_, plan_->column, plan_->numeric);
+    if (!hash.Find(plan_->literal, &candidates_)) {
+      plan_->access = Plan::Access::kScan;
+      return Advance(loaded);
+    }
+    after_candidates_ = hash.error();
+  }
+  if (next_candidate_ == candidates_.size())
+    return after_candidates_;
+  const int32_t rowid = candidates_[next_candidate_++];
+  if (Status status = rows_->SeekRowid(rowid, loaded); !status.ok())
+    return status;
+  // The hash was built from this same snapshot.
+  if (!*loaded)
+    return Status::Corrupt();
+  return LoadRow(rowid, rows_->record());
 }
 
 Status Query::LoadRow(int32_t rowid, std::string_view record) {

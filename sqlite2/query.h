@@ -10,7 +10,10 @@
 //     next column (an upper bound counting for less than a lower one); on
 //     equal merit the newest index wins. Rows come in that index's key
 //     order, and the terms it answers are not tested again;
-//  3. otherwise the table is scanned in rowid order.
+//  3. otherwise the table is scanned in rowid order - or, for a statement
+//     nested in another that has column hashes to offer (column_hash.h),
+//     an equality with a literal is looked up in the hash, which gives
+//     the rows a scan would, in the same order.
 // Every other term of the top-level AND is tested on each row.
 #ifndef SQLITE2_QUERY_H_
 #define SQLITE2_QUERY_H_
@@ -22,6 +25,7 @@
 #include <string_view>
 #include <vector>
 
+#include "sqlite2/column_hash.h"
 #include "sqlite2/format/btree_cursor.h"
 #include "sqlite2/format/pager.h"
 #include "sqlite2/format/record.h"
@@ -38,10 +42,11 @@ using RowValues = std::vector<std::optional<std::string_view>>;
 class Query {
  public:
   // Resolves the statement's names: "no such table: X" and "no such
-  // column: X" come from here, before anything is read. `schema` and
-  // `pager` must outlive the query.
+  // column: X" come from here, before anything is read. `schema`, `pager`
+  // and `hashes` (null when none may be built) must outlive the query.
   static Status Prepare(const Schema& schema, format::Pager* pager,
-                        const sql::SelectStatement& statement, std::unique_ptr<Query>* out);
+                        const sql::SelectStatement& statement, ColumnHashes* hashes,
+                        std::unique_ptr<Query>* out);
   ~Query();
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
@@ -83,11 +88,13 @@ class Query {
   // Moves to the next candidate row of the plan and loads its values.
   Status Advance(bool* loaded);
   Status AdvanceIndex(bool* loaded);
+  Status AdvanceHash(bool first, bool* loaded);
   Status LoadRow(int32_t rowid, std::string_view record);
   std::optional<std::string_view> Value(const Operand& operand) const;
   std::optional<bool> Evaluate(const Condition& condition) const;
 
   format::Pager* pager_ = nullptr;
+  ColumnHashes* hashes_ = nullptr;
   const TableInfo* table_ = nullptr;  // null for a SELECT without FROM
   std::optional<std::string> table_alias_;
   std::vector<std::string> names_;
@@ -98,6 +105,9 @@ class Query {
 
   std::unique_ptr<format::TableCursor> rows_;
   std::unique_ptr<format::BtreeCursor> index_;
+  std::vector<int32_t> candidates_;  // the rows a hash lookup found
+  size_t next_candidate_ = 0;
+  Status after_candidates_;  // where the hashed scan of the table failed
   bool started_ = false;
   bool finished_ = false;
   Status error_;

@@ -162,9 +162,18 @@ Status BtreeCursor::ReadKeyPrefix(const BtreePage& page, const Cell& cell, size_
     return Status::Ok();
   }
   buffer->clear();
-  Status status = ReadPayload(*pager_, page, cell, 0, size, buffer);
+  Status status = ReadPayloadPrefix(page, cell, size, buffer);
   *prefix = *buffer;
   return status;
+}
+
+Status BtreeCursor::ReadPayloadPrefix(const BtreePage& page, const Cell& cell, uint32_t size,
+                                      std::string* out) {
+  overflow_pages_read_ += OverflowPageCount(size);
+  if (overflow_pages_read_ > OverflowBudget(pager_->page_count())) {
+    return Status::Corrupt();
+  }
+  return ReadPayload(*pager_, page, cell, 0, size, out);
 }
 
 Status BtreeCursor::LoadEntry(const BtreePage& page, const Cell& cell) {
@@ -173,7 +182,7 @@ Status BtreeCursor::LoadEntry(const BtreePage& page, const Cell& cell) {
     payload = {reinterpret_cast<const char*>(page.local_payload(cell)), cell.payload_size()};
   } else {
     payload_.clear();
-    Status status = ReadPayload(*pager_, page, cell, 0, cell.payload_size(), &payload_);
+    Status status = ReadPayloadPrefix(page, cell, cell.payload_size(), &payload_);
     if (!status.ok()) {
       return status;
     }

@@ -5,7 +5,11 @@
 // keeps the path from the root on an explicit stack. A damaged file must not
 // hang or crash the reader, so a page reached a second time (a child
 // pointer back to an ancestor, or two pointers to one page) and a path
-// deeper than kMaxDepth are corrupt. Entries yielded before the damaged spot
+// deeper than kMaxDepth are corrupt. So is reading more overflow pages than
+// OverflowBudget() allows: in a sound file every overflow page belongs to one
+// cell, so a cursor reads each about once, while a hostile file can make
+// thousands of cells share one long chain and a scan copy far more than
+// the file holds. Entries yielded before the damaged spot
 // stay yielded: the error comes from the Next() call that reaches it, and
 // every later call repeats it.
 //
@@ -29,6 +33,10 @@ class BtreeCursor {
  public:
   // Far beyond any real tree (about 3 levels hold 5,000 rows).
   static constexpr size_t kMaxDepth = 40;
+
+  // Overflow pages one cursor may read in its life: each page of the file
+  // twice (a rewound scan), and room for the key comparisons of seeks.
+  static uint64_t OverflowBudget(uint32_t page_count) { return 2 * uint64_t{page_count} + 1024; }
 
   // `pager` must outlive the cursor. The cursor starts before the first entry.
   BtreeCursor(Pager* pager, PageNumber root) : pager_(pager), root_(root) {}
@@ -63,6 +71,10 @@ class BtreeCursor {
   Status ReadKeyPrefix(const BtreePage& page, const Cell& cell, size_t limit, std::string* buffer,
                        std::string_view* prefix);
   Status LoadEntry(const BtreePage& page, const Cell& cell);
+  // Reads payload bytes [0, size) of the cell into `out` after charging the
+  // overflow pages that takes to the budget.
+  Status ReadPayloadPrefix(const BtreePage& page, const Cell& cell, uint32_t size,
+                           std::string* out);
 
   Pager* pager_;
   PageNumber root_;
@@ -72,7 +84,8 @@ class BtreeCursor {
   Status error_;
   std::string_view key_;
   std::string_view data_;
-  std::string payload_;  // holds key_ and data_ when the payload overflows
+  std::string payload_;               // holds key_ and data_ when the payload overflows
+  uint64_t overflow_pages_read_ = 0;  // never reset: the budget is per cursor
 };
 
 }  // namespace sqlite2::format

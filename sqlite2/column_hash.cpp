@@ -1,0 +1,114 @@
+#include "sqlite2/column_hash.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "sqlite2/format/record.h"
+#include "sqlite2/format/table_cursor.h"
+#include "sqlite2/sql/numbers.h"
+
+namespace sqlite2 {
+namespace {
+
+uint64_t HashBytes(std::string_view bytes) {
+  return std::hash<std::string_view>{}(bytes);
+}
+
+// Numbers and non-numbers never compare equal; keep their hashes apart
+// where that is cheap.
+constexpr uint64_t kNumberTag = 0x9e3779b97f4a7c15u;
+
+}  // namespace
+
+std::unique_ptr<ColumnHash> ColumnHash::Build(format::Pager* pager, const TableInfo& table,
+                                              size_t column, bool numeric) {
+  std::unique_ptr<ColumnHash> hash(new ColumnHash(numeric));
+  format::TableCursor rows(pager, table.root);
+  format::RecordValues values;
+  for (uint32_t position = 0;; ++position) {
+    bool has_row = false;
+    Status status = rows.Next(&has_row);
+    if (status.ok() && has_row) {
+      status = format::DecodeRecord(rows.record(), table.columns.size(), &values);
+    }
+    if (!status.ok()) {
+      hash->error_ = std::move(status);
+      break;
+    }
+    if (!has_row) {
+      break;
+    }
+    const std::optional<std::string_view>& value = values[column];
+    if (!value) {
+      continue;  // NULL equals nothing
+    }
+    Entry entry{0, position, rows.rowid()};
+    if (hash->HashOf(*value, &entry.hash)) {
+      hash->entries_.push_back(entry);
+    } else {
+      hash->wildcards_.push_back(entry);
+    }
+  }
+  std::sort(hash->entries_.begin(), hash->entries_.end(), [](const Entry& a, const Entry& b) {
+    return a.hash != b.hash ? a.hash < b.hash : a.position < b.position;
+  });
+  return hash;
+}
+
+bool ColumnHash::HashOf(std::string_view value, uint64_t* hash) const {
+  if (!numeric_ || !sql::LooksLikeNumber(value)) {
+    *hash = HashBytes(value);
+    return true;
+  }
+  double number = sql::AtoF(value);
+  if (std::isnan(number)) {
+    return false;
+  }
+  // -0 equals 0 but has other bits.
+  if (number == 0) {
+    number = 0;
+  }
+  char bits[sizeof number];
+  std::memcpy(bits, &number, sizeof number);
+  *hash = HashBytes(std::string_view(bits, sizeof bits)) ^ kNumberTag;
+  return true;
+}
+
+bool ColumnHash::Find(std::string_view literal, std::vector<int32_t>* rowids) const {
+  uint64_t hash;
+  if (!HashOf(literal, &hash)) {
+    return false;
+  }
+  const auto by_hash = [](const Entry& entry, uint64_t h) { return entry.hash < h; };
+  auto it = std::lower_bound(entries_.begin(), entries_.end(), hash, by_hash);
+  auto end = it;
+  while (end != entries_.end() && end->hash == hash) {
+    ++end;
+  }
+  // Values that equal every number are candidates for any number; merge
+  // them in so the rows keep their scan order.
+  const bool with_wildcards = numeric_ && sql::LooksLikeNumber(literal);
+  auto wild = with_wildcards ? wildcards_.begin() : wildcards_.end();
+  while (it != end || wild != wildcards_.end()) {
+    if (wild == wildcards_.end() || (it != end && it->position < wild->position)) {
+      rowids->push_back((it++)->rowid);
+    } else {
+      rowids->push_back((wild++)->rowid);
+    }
+  }
+  return true;
+}
+
+const ColumnHash& ColumnHashes::Get(format::Pager* pager, const TableInfo& table, size_t column,
+                                    bool numeric) {
+  std::unique_ptr<ColumnHash>& hash = hashes_[{&table, column, numeric}];
+  if (hash == nullptr) {
+    hash = ColumnHash::Build(pager, table, column, numeric);
+  }
+  return *hash;
+}
+
+}  // namespace sqlite2

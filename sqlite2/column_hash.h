@@ -1,0 +1,79 @@
+// Equality lookups on a column that neither is the rowid nor leads an
+// index, without scanning the table once per lookup.
+//
+// The font reader runs one "... WHERE id = '<id>'" per relationship, all
+// of them inside the scan of another table, under one shared lock. While
+// that lock is held the file cannot change, so one pass over the table can
+// hash the column and serve every lookup after it; the hashes go when the
+// lock does, since another process may commit in between.
+//
+// A lookup answers with the rows a scan would test positive, in scan
+// (rowid) order. Equality is the comparison's own: bytes for a text
+// comparison; for a numeric one, numbers (as the library converts them) by
+// value - so '-0' equals '0' and '1e0' equals '01' - and anything else by
+// bytes. A hash only narrows the rows down: the caller tests each candidate
+// as a scan would, so colliding hashes cost time, never answers.
+#ifndef SQLITE2_COLUMN_HASH_H_
+#define SQLITE2_COLUMN_HASH_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "sqlite2/format/pager.h"
+#include "sqlite2/schema.h"
+#include "sqlite2/status.h"
+
+namespace sqlite2 {
+
+class ColumnHash {
+ public:
+  // Scans `table` once. Damage met on the way ends the scan; the hash then
+  // holds the rows before it, and error() is what the scan failed with.
+  static std::unique_ptr<ColumnHash> Build(format::Pager* pager, const TableInfo& table,
+                                           size_t column, bool numeric);
+
+  // Appends the rowids of the rows whose value may equal `literal`, in scan
+  // order. Returns false when the hash cannot narrow the rows down (a
+  // number that equals every number) and the caller must scan.
+  bool Find(std::string_view literal, std::vector<int32_t>* rowids) const;
+  // Nonzero when the table could not be read to its end.
+  const Status& error() const { return error_; }
+
+ private:
+  struct Entry {
+    uint64_t hash;
+    uint32_t position;  // in scan order
+    int32_t rowid;
+  };
+
+  explicit ColumnHash(bool numeric) : numeric_(numeric) {}
+  // The hash of `value` under this comparison; false for a number that
+  // equals every number (NaN, which compares neither below nor above).
+  bool HashOf(std::string_view value, uint64_t* hash) const;
+
+  bool numeric_;
+  std::vector<Entry> entries_;    // by hash, then position
+  std::vector<Entry> wildcards_;  // values equal to every number, by position
+  Status error_;
+};
+
+// The hashes built under one shared lock.
+class ColumnHashes {
+ public:
+  // The hash of `column` of `table` for an equality that is numeric or not,
+  // built on first use.
+  const ColumnHash& Get(format::Pager* pager, const TableInfo& table, size_t column, bool numeric);
+
+ private:
+  // Keyed by the table itself: the schema cannot be reloaded under the lock.
+  std::map<std::tuple<const TableInfo*, size_t, bool>, std::unique_ptr<ColumnHash>> hashes_;
+};
+
+}  // namespace sqlite2
+
+#endif  // SQLITE2_COLUMN_HASH_H_
