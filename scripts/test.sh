@@ -25,4 +25,14 @@ suite build/ci-plain
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   suite build/ci-asan -DQBFA_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug
 
+# The database fuzzer for about a minute, seeded with the fixtures. Any
+# crash, sanitizer report or hang fails the run and leaves the input in
+# build/ci-fuzz/ for a regression file under tests/sqlite2/hostile.
+echo "=== build/ci-fuzz"
+CC=clang CXX=clang++ cmake -S . -B build/ci-fuzz -DQBFA_BUILD_FUZZ=ON >/dev/null
+cmake --build build/ci-fuzz -j"$jobs"
+mkdir -p build/ci-fuzz/corpus
+build/ci-fuzz/fuzz/database_fuzzer -max_total_time=60 -max_len=32768 -timeout=10 \
+  -rss_limit_mb=2048 -artifact_prefix=build/ci-fuzz/ build/ci-fuzz/corpus ../shared/fixtures
+
 echo "All tests passed."

@@ -1,0 +1,135 @@
+// Damaged and hostile files end cleanly: every fixture and every file the
+// fuzzer ever found a fault with is read every way a reader reads it, and
+// neither the file nor a journal beside it changes. The sanitizer build
+// turns any out-of-bounds read or leak on the way into a failure.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "fuzz/read_all.h"
+#include "sqlite2/format/btree_page.h"
+#include "sqlite2/format/keys.h"
+#include "sqlite2/sqlite.h"
+#include "sqlite2/writer/database.h"
+#include "tests/sqlite2/fixture_dump.h"
+#include "tests/sqlite2/read_support.h"
+#include "tests/sqlite2/writer/scratch_dir.h"
+
+namespace sqlite2::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The fixtures, and the fuzzer's findings kept under tests/sqlite2/hostile.
+std::vector<std::string> HostileFiles() {
+  std::vector<std::string> paths;
+  for (const std::string& name : FixtureNames())
+    paths.push_back(FixturePath(name, ".db"));
+  const fs::path findings = fs::path(QBFA_SOURCE_DIR) / "tests/sqlite2/hostile";
+  for (const auto& entry : fs::directory_iterator(findings)) {
+    if (entry.path().extension() == ".db")
+      paths.push_back(entry.path().string());
+  }
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+class HostileFile : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(HostileFile, EndsCleanlyAndStaysAsItWas) {
+  const FileWitness database(GetParam()), journal(GetParam() + "-journal");
+  for (int rc : qbfa_fuzz::ReadAll(GetParam())) {
+    // Fine, no such table or syntax, aborted by the reader, or damage.
+    EXPECT_TRUE(rc == SQLITE_OK || rc == SQLITE_ERROR || rc == SQLITE_ABORT || rc == SQLITE_CORRUPT)
+        << rc;
+  }
+  EXPECT_EQ(database.Changes(), "");
+  EXPECT_EQ(journal.Changes(), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, HostileFile, ::testing::ValuesIn(HostileFiles()),
+                         [](const auto& info) {
+                           std::string name = fs::path(info.param).stem().string();
+                           std::replace_if(
+                               name.begin(), name.end(), [](char c) { return !std::isalnum(c); },
+                               '_');
+                           return name;
+                         });
+
+// Table cells that all point at one long overflow chain: each is a sound
+// row on its own, but together they would have a scan copy the chain once
+// per cell - far more than the file holds. The scan stops instead.
+TEST(SharedOverflowChain, StopsAScanBeforeItCopiesMuchMoreThanTheFile) {
+  writer::Database file;
+  ASSERT_TRUE(file.CreateTable("CREATE TABLE t(a TEXT)").ok());
+  ASSERT_TRUE(file.Insert("t", {std::string(200 * 1024, 'q')}).ok());
+  constexpr int kRows = 600;
+  for (int i = 2; i <= kRows; ++i)
+    ASSERT_TRUE(file.Insert("t", {std::string(300, 'q')}).ok());
+  std::vector<uint8_t> image = file.Bytes();
+
+  // Find every table cell whose payload overflows, and row 1's among them.
+  using format::BtreePage;
+  struct Spot {
+    size_t at;  // the cell's offset in the image
+    int32_t rowid;
+  };
+  std::vector<Spot> cells;
+  for (size_t page = 3; page <= image.size() / format::kPageSize; ++page) {
+    auto bytes = std::make_shared<format::Page>();
+    std::copy_n(image.begin() + static_cast<ptrdiff_t>((page - 1) * format::kPageSize),
+                format::kPageSize, bytes->begin());
+    BtreePage decoded;
+    if (!BtreePage::DecodeFrom(static_cast<format::PageNumber>(page), bytes,
+                               format::ByteOrder::kLittleEndian, false, &decoded)
+             .ok())
+      continue;  // an overflow page
+    for (const format::Cell& cell : decoded.cells) {
+      if (cell.key_size == 4 && cell.overflow != 0) {
+        const size_t at = (page - 1) * format::kPageSize + cell.offset;
+        cells.push_back(
+            {at, format::DecodeRowidKey(reinterpret_cast<const char*>(&image[at + 12]))});
+      }
+    }
+  }
+  ASSERT_EQ(cells.size(), static_cast<size_t>(kRows));
+  const size_t first =
+      std::find_if(cells.begin(), cells.end(), [](const Spot& s) { return s.rowid == 1; })->at;
+  // Each cell takes row 1's sizes, local payload and chain; it keeps its
+  // left child, its place in the list and its own rowid.
+  for (const Spot& spot : cells) {
+    std::copy_n(image.begin() + static_cast<ptrdiff_t>(first + 4), 2,
+                image.begin() + static_cast<ptrdiff_t>(spot.at + 4));
+    std::copy_n(image.begin() + static_cast<ptrdiff_t>(first + 8), 4,
+                image.begin() + static_cast<ptrdiff_t>(spot.at + 8));
+    std::copy_n(image.begin() + static_cast<ptrdiff_t>(first + 16), 236,
+                image.begin() + static_cast<ptrdiff_t>(spot.at + 16));
+  }
+
+  writer::testing::ScratchDir dir;
+  const std::string path = dir.File("shared.db");
+  writer::testing::WriteBytes(path, image);
+  sqlite* db = sqlite_open(path.c_str(), 0, nullptr);
+  ASSERT_NE(db, nullptr);
+  int rows = 0;
+  char* error = nullptr;
+  const int rc = sqlite_exec(
+      db, "SELECT rowid FROM t;",
+      [](void* count, int, char**, char**) {
+        ++*static_cast<int*>(count);
+        return 0;
+      },
+      &rows, &error);
+  EXPECT_EQ(rc, SQLITE_CORRUPT);
+  EXPECT_STREQ(error, "database disk image is malformed");
+  sqlite_freemem(error);
+  EXPECT_GT(rows, 0);
+  EXPECT_LT(rows, kRows / 10);
+  sqlite_close(db);
+}
+
+}  // namespace
+}  // namespace sqlite2::testing
