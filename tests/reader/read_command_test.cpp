@@ -9,10 +9,12 @@
 #include "platform/description.h"
 #include "platform/xml.h"
 #include "reader/records.h"
+#include "sqlite2/writer/database.h"
 #include "tests/core/plugin_test_support.h"
 #include "tests/reader/expected_tree.h"
 #include "tests/reader/qbfa_process.h"
 #include "tests/support/environment.h"
+#include "tests/support/temporary_home.h"
 
 namespace {
 
@@ -226,6 +228,29 @@ TEST(ReadDamaged, FontPageThatPointsAtItselfStillEnds) {
   ASSERT_TRUE(run.exit_code == 0 || run.exit_code == 3) << run.exit_code << run.err;
   if (run.exit_code == 0)
     TreeChecker().Check(CFPropertyListCreateFromXMLData(run.out).get());
+}
+
+// A set that is its own grandchild below a top-level set: the tree is read,
+// but it cannot be written out.
+TEST(ReadCommand, TreeWithACycleHasNothingToPublish) {
+  qbfa_test::TemporaryHome home;
+  sqlite2::writer::Database database;
+  ASSERT_TRUE(
+      database.CreateTable("CREATE TABLE sets(id INTEGER PRIMARY KEY, set_displayName)").ok());
+  ASSERT_TRUE(database.CreateTable("CREATE TABLE rel(parentID, childtype, childid)").ok());
+  for (auto [id, name] : {std::pair{"1", "Top"}, {"2", "B"}, {"3", "C"}}) {
+    ASSERT_TRUE(database.Insert("sets", {id, name}).ok());
+  }
+  for (auto [parent, child] : {std::pair{"1", "2"}, {"2", "3"}, {"3", "2"}}) {
+    ASSERT_TRUE(database.Insert("rel", {parent, "2", child}).ok());
+  }
+  const std::string path = home.root() + "/cycle.db";
+  ASSERT_TRUE(database.WriteFile(path).ok());
+
+  CommandResult run = RunQbfa({"read", path});
+  EXPECT_EQ(run.exit_code, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "");
 }
 
 TEST(ReadCommand, MissingDatabaseIsAConnectFailure) {
