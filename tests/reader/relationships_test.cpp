@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "reader/records.h"
-#include "reader/set_reader.h"
 #include "state.h"
 #include "tests/core/plugin_test_support.h"
 #include "tests/reader/row.h"
@@ -183,30 +182,6 @@ TEST(ConnectItems, NeverConnects) {
   QBFA_ConnectItemsToContainers(containers.get());
   EXPECT_EQ(db, nullptr);
   EXPECT_FALSE(containers->GetDictionary("1")->Contains(kFontsKey));
-}
-
-// The sets of rel_edges that never reach the tree, seen from inside.
-TEST(ConnectItems, FixtureCyclesAndTheirFonts) {
-  qbfa_test::SearchPlaces places;
-  places.PutDatabase(qbfa_test::Place::kLocal, "rel_edges");
-  cf::Ref<cf::Dictionary> containers = QBFA_CopyFontSetContainers();
-  ASSERT_TRUE(containers);
-  QBFA_ConnectItemsToContainers(containers.get());
-  const cf::Dictionary* self = containers->GetDictionary("5");
-  const cf::Dictionary* cycleA = containers->GetDictionary("6");
-  const cf::Dictionary* cycleB = containers->GetDictionary("7");
-  ASSERT_TRUE(self && cycleA && cycleB);
-  EXPECT_EQ(self->GetArray(kChildrenKey)->at(0).get(), self);
-  EXPECT_EQ(self->GetArray(kFontsKey)->size(), 1u);
-  EXPECT_EQ(cycleA->GetArray(kChildrenKey)->at(0).get(), cycleB);
-  EXPECT_EQ(cycleB->GetArray(kChildrenKey)->at(0).get(), cycleA);
-  for (const cf::Dictionary* set : {self, cycleA, cycleB}) {
-    EXPECT_TRUE(set->Contains(kHasParentsKey));
-    EXPECT_EQ(set->GetArray(kFontsKey)->size(), 1u);
-  }
-  // Fonts linked to "Late Fonts" after it became Root One's child show there.
-  const cf::Array* rootChildren = containers->GetDictionary("1")->GetArray(kChildrenKey);
-  EXPECT_EQ(rootChildren->at(0)->AsDictionary()->GetArray(kFontsKey)->size(), 2u);
 }
 
 }  // namespace

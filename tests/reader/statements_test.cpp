@@ -135,6 +135,13 @@ TEST_F(Statements, FailedFontLookupKeepsTheFontsReadBeforeIt) {
   }
 }
 
+TEST_F(Statements, FontLookupNeedsAConnectionAndAnId) {
+  EXPECT_FALSE(QBFA_CreateArrayForFontsWithID(nullptr));
+  db = nullptr;
+  EXPECT_FALSE(QBFA_CreateArrayForFontsWithID(cf::String::Create("1").get()));
+  EXPECT_TRUE(fake_sqlite::Statements().empty()) << "a lookup never connects";
+}
+
 // The id goes into a buffer of three bytes per UTF-16 unit with no room
 // kept for the terminating NUL; an id that needs every byte does not fit and
 // is looked up as the empty string.
