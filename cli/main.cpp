@@ -2,7 +2,9 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/defaults_command.h"
+#include "cli/host_command.h"
 #include "cli/read_command.h"
+#include "cli/sets_command.h"
 #include "cli/sql_command.h"
 
 int main(int argc, char** argv) {
@@ -12,6 +14,8 @@ int main(int argc, char** argv) {
   RegisterReadCommand(app);
   RegisterDefaultsCommand(app);
   RegisterSqlCommand(app);
+  RegisterHostCommand(app);
+  RegisterSetsCommand(app);
   CLI11_PARSE(app, argc, argv);
   if (argc == 1) {
     std::fputs(app.help().c_str(), stdout);

@@ -1,0 +1,232 @@
+// `qbfa host` as a process: plug-ins started on the main loop and unloaded on
+// a stop signal, the real plug-in publishing to a listener in another
+// process, and hosts publishing at once.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/pasteboard.h"
+#include "tests/reader/qbfa_process.h"
+#include "tests/support/background_process.h"
+#include "tests/support/environment.h"
+#include "tests/support/pasteboard_text.h"
+#include "tests/support/session_bus.h"
+#include "tests/support/temporary_home.h"
+
+namespace {
+
+using qbfa_test::BackgroundProcess;
+using qbfa_test::RunQbfa;
+
+const std::string kQbfa = QBFA_BINARY_DIR "/cli/qbfa";
+constexpr char kPasteboard[] = QBFA_BUNDLE_IDENTIFIER ".pasteboard.fap";
+constexpr char kXmlFlavor[] = "com.apple.xml-plist";
+
+std::string Sample(int version) {
+  return std::string(QBFA_SOURCE_DIR "/sample/") +
+         (version == 2 ? "FontAgent-2.db" : "FontAgent.db");
+}
+
+// Puts `database` where the plug-in looks first in a home: the user's
+// Library folder.
+std::string PutInLibrary(const std::string& home, const std::string& database) {
+  const std::string folder = home + "/Library/FontAgent Pro";
+  std::filesystem::create_directories(folder);
+  std::filesystem::copy_file(database, folder + "/FontAgent.db",
+                             std::filesystem::copy_options::overwrite_existing);
+  return folder + "/FontAgent.db";
+}
+
+TEST(PluginLibrary, ExportsTheEntryPointAndNothingElse) {
+  std::unique_ptr<FILE, int (*)(FILE*)> nm(
+      popen("nm -D --defined-only '" QBFA_PLUGIN_LIBRARY "'", "r"), pclose);
+  ASSERT_NE(nm, nullptr);
+  std::set<std::string> symbols;
+  char line[4096];
+  while (std::fgets(line, sizeof line, nm.get()) != nullptr) {
+    std::string text(line);
+    text.erase(text.find_last_not_of("\n") + 1);
+    symbols.insert(text.substr(text.rfind(' ') + 1));
+  }
+  EXPECT_EQ(symbols, std::set<std::string>{"QBFA_Initialize"});
+}
+
+struct StopCase {
+  int signal_number;
+  const char* signal_name;
+  const char* status;  // what the plug-in returns
+};
+
+class HostStopTest : public testing::TestWithParam<StopCase> {};
+
+TEST_P(HostStopTest, StartsThePluginOnTheMainLoopAndUnloadsItOnStop) {
+  const StopCase& c = GetParam();
+  BackgroundProcess host({kQbfa, "host", QBFA_PROBE_PLUGIN}, {{"QBFA_PROBE_STATUS", c.status}});
+  ASSERT_TRUE(host.WaitForOutput("probe: started", true)) << host.err();
+
+  host.Signal(c.signal_number);
+  EXPECT_EQ(host.Wait(), 0);
+
+  std::string expected = "probe: started inside the main run loop\n";
+  if (std::string(c.status) != "0") {
+    expected += std::string("qbfa host: QBFA_Initialize of ") + QBFA_PROBE_PLUGIN + " returned " +
+                c.status + "\n";
+  }
+  expected += std::string("qbfa host: stopping on ") + c.signal_name + "\nprobe: unloaded\n";
+  EXPECT_EQ(host.err(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, HostStopTest,
+                         testing::Values(StopCase{SIGTERM, "SIGTERM", "0"},
+                                         StopCase{SIGINT, "SIGINT", "-43"}));
+
+TEST(Host, RefusesPluginsItCannotUse) {
+  struct Case {
+    std::string plugin;
+    std::string message;
+  };
+  const Case cases[] = {
+      {"/nonexistent/libplugin.so", "qbfa host: cannot load /nonexistent/libplugin.so: "},
+      {QBFA_HOOKWRIGHT_LIBRARY,
+       std::string("qbfa host: ") + QBFA_HOOKWRIGHT_LIBRARY + " has no QBFA_Initialize"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.plugin);
+    qbfa_test::CommandResult result = RunQbfa({"host", c.plugin});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.err.rfind(c.message, 0), 0u) << result.err;
+  }
+}
+
+class HostWithBusTest : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(bus_.running()) << bus_.error(); }
+
+  qbfa_test::TemporaryHome home_;
+  qbfa_test::PrivateSessionBus bus_;
+};
+
+TEST_F(HostWithBusTest, PublishesTheSampleToAListenerInAnotherProcess) {
+  const std::string database = PutInLibrary(home_.home(), Sample(1));
+  BackgroundProcess listener({kQbfa, "sets", "--follow"});
+  ASSERT_TRUE(listener.WaitForOutput("nothing has been published", true)) << listener.err();
+
+  BackgroundProcess host({kQbfa, "host"});
+  ASSERT_TRUE(listener.WaitForOutput("== font sets published ==\n")) << host.err();
+
+  // What the listener printed is what anyone reading now sees, and the
+  // pasteboard holds what `qbfa read` makes of the database.
+  qbfa_test::CommandResult tree = RunQbfa({"sets"});
+  ASSERT_EQ(tree.exit_code, 0) << tree.err;
+  EXPECT_TRUE(listener.WaitForOutput("== font sets published ==\n" + tree.out)) << listener.out();
+  qbfa_test::CommandResult xml = RunQbfa({"sets", "--format", "xml"});
+  EXPECT_EQ(xml.out, RunQbfa({"read", database}).out);
+
+  std::vector<std::string> top_level;
+  for (size_t at = 0; (at = tree.out.find("\n+ ", at)) != std::string::npos;) {
+    at += 3;
+    top_level.push_back(tree.out.substr(at, tree.out.find('\n', at) - at));
+  }
+  top_level.insert(top_level.begin(), tree.out.substr(2, tree.out.find('\n') - 2));
+  EXPECT_EQ(top_level, (std::vector<std::string>{"Body Text", "Headlines", "Client Work", "Web",
+                                                 "Code", "Print Archive"}));
+
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 0) << host.err();
+}
+
+// Every state a reader finds while hosts publish: the pasteboard empty
+// between a clear and a put, or holding one whole publication.
+class PasteboardWatcher {
+ public:
+  explicit PasteboardWatcher(std::set<std::string> whole) : whole_(std::move(whole)) {
+    thread_ = std::thread([this] { Watch(); });
+  }
+  ~PasteboardWatcher() { Stop(); }
+
+  // Stops, and returns every state that was neither.
+  std::set<std::string> Stop() {
+    done_ = true;
+    if (thread_.joinable())
+      thread_.join();
+    return torn_;
+  }
+
+ private:
+  void Watch() {
+    PasteboardRef reference = nullptr;
+    if (PasteboardCreate(kPasteboard, &reference) != noErr) {
+      torn_.insert("(cannot open)");
+      return;
+    }
+    UniquePasteboardRef pasteboard(reference);
+    while (!done_) {
+      PasteboardSynchronize(pasteboard.get());
+      size_t count = 0;
+      std::string data;
+      PasteboardItemID item = 0;
+      std::string state = "(unreadable)";
+      if (PasteboardGetItemCount(pasteboard.get(), &count) == noErr && count == 0) {
+        state.clear();
+      } else if (count == 1 && PasteboardGetItemIdentifier(pasteboard.get(), 1, &item) == noErr &&
+                 PasteboardCopyItemFlavorData(pasteboard.get(), item, kXmlFlavor, &data) == noErr) {
+        state = data;
+      }
+      if (!state.empty() && !whole_.contains(state))
+        torn_.insert(state);
+    }
+  }
+
+  const std::set<std::string> whole_;
+  std::atomic<bool> done_{false};
+  std::set<std::string> torn_;
+  std::thread thread_;
+};
+
+TEST_F(HostWithBusTest, TwoHostsPublishingAtOnceNeverTearThePasteboard) {
+  ASSERT_EQ(
+      RunQbfa({"defaults", "write", QBFA_BUNDLE_IDENTIFIER, "Log Stuff", "-bool", "yes"}).exit_code,
+      0);
+  // Two users' libraries, one pasteboard: the hosts share the runtime
+  // directory and the bus, not the home.
+  std::vector<std::string> homes, publications;
+  for (int version : {1, 2}) {
+    homes.push_back(home_.root() + "/home" + std::to_string(version));
+    const std::string database = PutInLibrary(homes.back(), Sample(version));
+    qbfa_test::ScopedEnvironmentVariable home("HOME", homes.back());
+    publications.push_back(RunQbfa({"read", database}).out);
+  }
+  ASSERT_NE(publications[0], publications[1]);
+
+  PasteboardWatcher watcher({publications.begin(), publications.end()});
+  for (int round = 0; round < 3; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    std::vector<std::unique_ptr<BackgroundProcess>> hosts;
+    for (const std::string& home : homes)
+      hosts.push_back(std::make_unique<BackgroundProcess>(
+          std::vector{kQbfa, std::string("host")},
+          std::map<std::string, std::optional<std::string>>{{"HOME", home}}));
+    for (auto& host : hosts) {
+      EXPECT_TRUE(host->WaitForOutput("[QB] Operation took", true)) << host->err();
+      host->Signal(SIGTERM);
+      EXPECT_EQ(host->Wait(), 0) << host->err();
+    }
+    const std::string left = qbfa_test::PasteboardText(kPasteboard);
+    EXPECT_TRUE(left == qbfa_test::FlavorLine(1, kXmlFlavor, publications[0]) ||
+                left == qbfa_test::FlavorLine(1, kXmlFlavor, publications[1]))
+        << left;
+  }
+  EXPECT_EQ(watcher.Stop(), std::set<std::string>{});
+}
+
+}  // namespace
