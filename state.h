@@ -33,4 +33,9 @@ extern const char kQBSetsUpdatedNotificationName[];
 // refresh publishes only a tree that differs from it.
 extern cf::Ref<cf::Array> gLastKnownSets;
 
+// The database file changed since the last refresh, so the next front switch
+// re-reads the sets. Set through the watcher's remote call and cleared by the
+// switch handler, both on the main thread.
+extern bool gShouldUpdateSets;
+
 #endif  // STATE_H_

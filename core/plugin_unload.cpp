@@ -1,6 +1,7 @@
 // Part of the plug-in shared library only: what must happen when the host
 // unloads it.
 #include "state.h"
+#include "watch/watcher.h"
 
 namespace {
 
@@ -9,7 +10,7 @@ namespace {
 // thread may still run plug-in code, and nothing may still hold the database,
 // once the code is gone.
 __attribute__((destructor)) void QBFA_Unload() {
-  // The database watcher task is stopped here, first, once it exists.
+  QBFA_StopWatcher();
   if (db != nullptr) {
     sqlite_close(db);
     db = nullptr;

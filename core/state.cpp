@@ -2,3 +2,4 @@
 
 sqlite* db = nullptr;
 std::atomic<bool> gLogStuff{false};
+bool gShouldUpdateSets = false;

@@ -1,6 +1,8 @@
 #include "tests/host/x11_display.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,11 +32,14 @@ void Sync(xcb_connection_t* connection) {
 
 Xvfb::Xvfb() {
   int ready[2];
-  if (pipe(ready) != 0)
+  if (pipe2(ready, O_CLOEXEC) != 0)
     return;
   server_ = fork();
   if (server_ == 0) {
     close(ready[0]);
+    // The one descriptor the server is meant to keep; it ends with the test.
+    fcntl(ready[1], F_SETFD, 0);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
     const std::string fd = std::to_string(ready[1]);
     execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-nolisten", "tcp", "-screen", "0",
            "320x200x24", static_cast<char*>(nullptr));
@@ -77,9 +82,11 @@ xcb_window_t CreateWindow(xcb_connection_t* connection, std::optional<uint32_t> 
 
 WindowProcess::WindowProcess(const std::string& display) {
   int to_child[2], from_child[2];
-  if (pipe(to_child) != 0 || pipe(from_child) != 0)
+  // Close-on-exec: programs the test starts later must not hold the pipes open.
+  if (pipe2(to_child, O_CLOEXEC) != 0 || pipe2(from_child, O_CLOEXEC) != 0)
     return;
   process_ = StartChildProcess([&] {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
     close(to_child[1]);
     close(from_child[0]);
     xcb_connection_t* connection = xcb_connect(display.c_str(), nullptr);
