@@ -131,6 +131,9 @@ Status Query::BindResultColumn(const sql::ResultColumn& column) {
       return Status::Error(SQLITE_ERROR, "no tables specified");
     if (column.all_of && !NamesTable(*column.all_of))
       return Status::Error(SQLITE_ERROR, "no such table: " + *column.all_of);
+    results_.reserve(results_.size() + table_->columns.size());
+    names_.reserve(names_.size() + table_->columns.size());
+    types_.reserve(types_.size() + table_->columns.size());
     for (size_t i = 0; i < table_->columns.size(); ++i) {
       Operand operand;
       operand.source =
@@ -406,6 +409,7 @@ Status Query::Step(bool* has_row) {
     if (!passes)
       continue;
     row_.clear();
+    row_.reserve(results_.size());
     for (const Operand& operand : results_)
       row_.push_back(Value(operand));
     *has_row = true;

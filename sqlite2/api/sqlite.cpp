@@ -30,34 +30,53 @@ void SetMessage(char** errmsg, const std::string& message) {
 // the names followed by the types.
 class CallbackRow {
  public:
+  CallbackRow(sqlite_callback callback, void* arg) : callback_(callback), arg_(arg) {}
+
+  // Hands the query's current row to the callback; false when it asks to
+  // stop.
+  bool Deliver(const sqlite2::Query& query) {
+    if (callback_ == nullptr)
+      return true;
+    Fill(query);
+    return callback_(arg_, static_cast<int>(argv_.size() - 1), argv_.data(), names_.data()) == 0;
+  }
+
+ private:
+  // Runs for every row of every statement, the plug-in's many font lookups
+  // included, so each buffer is sized once per row rather than grown.
   void Fill(const sqlite2::Query& query) {
     const sqlite2::RowValues& row = query.row();
-    text_.clear();
-    std::vector<size_t> starts;
+    size_t size = 0;
     for (const auto& value : row) {
-      starts.push_back(text_.size());
-      if (value) {
-        text_.append(*value);
-        text_.push_back('\0');
-      }
+      if (value)
+        size += value->size() + 1;
     }
+    // Reserved in full first, so the pointers taken below stay valid.
+    text_.clear();
+    text_.reserve(size);
     argv_.clear();
-    for (size_t i = 0; i < row.size(); ++i)
-      argv_.push_back(row[i] ? text_.data() + starts[i] : nullptr);
+    argv_.reserve(row.size() + 1);
+    for (const auto& value : row) {
+      if (!value) {
+        argv_.push_back(nullptr);
+        continue;
+      }
+      argv_.push_back(text_.data() + text_.size());
+      text_.append(*value);
+      text_.push_back('\0');
+    }
     argv_.push_back(nullptr);
 
     names_.clear();
+    names_.reserve(2 * row.size());
     for (const std::string& name : query.column_names())
       names_.push_back(const_cast<char*>(name.c_str()));
     for (const auto& type : query.column_types())
       names_.push_back(type ? const_cast<char*>(type->c_str()) : nullptr);
   }
 
-  int argc() const { return static_cast<int>(argv_.size() - 1); }
-  char** argv() { return argv_.data(); }
-  char** names() { return names_.data(); }
-
- private:
+  sqlite_callback callback_;
+  void* arg_;
   std::string text_;
   std::vector<char*> argv_;
   std::vector<char*> names_;
@@ -98,12 +117,10 @@ int sqlite_exec(sqlite* db, const char* sql, sqlite_callback xCallback, void* pA
     SetMessage(errmsg, sqlite_error_string(SQLITE_MISUSE));
     return SQLITE_MISUSE;
   }
-  CallbackRow row;
-  const sqlite2::RowHandler handler = [&](const sqlite2::Query& query) {
-    if (xCallback == nullptr)
-      return true;
-    row.Fill(query);
-    return xCallback(pArg, row.argc(), row.argv(), row.names()) == 0;
+  CallbackRow row(xCallback, pArg);
+  // One pointer: small enough for the handler to hold without allocating.
+  const sqlite2::RowHandler handler = [&row](const sqlite2::Query& query) {
+    return row.Deliver(query);
   };
   sqlite2::Status status = db->database->Execute(sql, handler);
   // An aborted statement carries no message.

@@ -39,27 +39,36 @@ Status BtreeCursor::Fail(Status status) {
   return status;
 }
 
-Status BtreeCursor::Push(PageNumber number, bool is_root) {
+Status BtreeCursor::Push(PageNumber number, bool is_root, bool remember) {
   if (stack_.size() >= kMaxDepth) {
     return Status::Corrupt();
   }
   // A page reached twice means a pointer cycle or a shared subtree.
-  if (!visited_.insert(number).second) {
+  if (remember && !visited_.insert(number).second) {
     return Status::Corrupt();
   }
   if (!is_root && number > pager_->page_count()) {
     return Status::Corrupt();
   }
-  PageRef bytes;
-  Status status = pager_->GetPage(number, &bytes);
-  if (!status.ok()) {
-    return status;
-  }
   Frame frame;
-  status =
-      BtreePage::DecodeFrom(number, std::move(bytes), pager_->byte_order(), is_root, &frame.page);
-  if (!status.ok()) {
-    return status;
+  frame.page = pager_->FindInterior(number);
+  if (frame.page == nullptr) {
+    PageRef bytes;
+    Status status = pager_->GetPage(number, &bytes);
+    if (!status.ok()) {
+      return status;
+    }
+    auto page = std::make_shared<BtreePage>();
+    status =
+        BtreePage::DecodeFrom(number, std::move(bytes), pager_->byte_order(), is_root, page.get());
+    if (!status.ok()) {
+      return status;
+    }
+    // Only pages with cells: an empty page passes as a root and fails as a child.
+    if (page->right_child != 0 && !page->cells.empty()) {
+      pager_->KeepInterior(page);
+    }
+    frame.page = std::move(page);
   }
   stack_.push_back(std::move(frame));
   return Status::Ok();
@@ -71,11 +80,15 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
   std::string buffer;
   PageNumber number = root_;
   for (bool is_root = true;; is_root = false) {
-    Status status = Push(number, is_root);
+    // A seek only descends, which the depth limit bounds; not recording its
+    // path spares every lookup a set insertion per level. A walk that goes
+    // on from here may then enter a page of that path once more before the
+    // set (or the depth limit) catches it.
+    Status status = Push(number, is_root, /*remember=*/false);
     if (!status.ok()) {
       return Fail(status);
     }
-    const BtreePage& page = stack_.back().page;
+    const BtreePage& page = *stack_.back().page;
     // Binary search for the first cell whose key is >= `key`.
     size_t low = 0, high = page.cells.size();
     bool equal = false;
@@ -117,20 +130,20 @@ Status BtreeCursor::Next(bool* has_entry) {
   }
   if (!started_) {
     started_ = true;
-    Status status = Push(root_, /*is_root=*/true);
+    Status status = Push(root_, /*is_root=*/true, /*remember=*/true);
     if (!status.ok()) {
       return Fail(status);
     }
   }
   while (!stack_.empty()) {
     Frame& frame = stack_.back();
-    const size_t count = frame.page.cells.size();
+    const size_t count = frame.page->cells.size();
     if (!frame.child_done) {
       frame.child_done = true;
       const PageNumber child =
-          frame.index < count ? frame.page.cells[frame.index].left_child : frame.page.right_child;
+          frame.index < count ? frame.page->cells[frame.index].left_child : frame.page->right_child;
       if (child != 0) {
-        Status status = Push(child, /*is_root=*/false);
+        Status status = Push(child, /*is_root=*/false, /*remember=*/true);
         if (!status.ok()) {
           return Fail(status);
         }
@@ -138,10 +151,10 @@ Status BtreeCursor::Next(bool* has_entry) {
       }
     }
     if (frame.index < count) {
-      const Cell& cell = frame.page.cells[frame.index];
+      const Cell& cell = frame.page->cells[frame.index];
       ++frame.index;
       frame.child_done = false;
-      Status status = LoadEntry(frame.page, cell);
+      Status status = LoadEntry(*frame.page, cell);
       if (!status.ok()) {
         return Fail(status);
       }

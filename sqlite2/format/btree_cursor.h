@@ -18,6 +18,7 @@
 #ifndef SQLITE2_FORMAT_BTREE_CURSOR_H_
 #define SQLITE2_FORMAT_BTREE_CURSOR_H_
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -39,7 +40,9 @@ class BtreeCursor {
   static uint64_t OverflowBudget(uint32_t page_count) { return 2 * uint64_t{page_count} + 1024; }
 
   // `pager` must outlive the cursor. The cursor starts before the first entry.
-  BtreeCursor(Pager* pager, PageNumber root) : pager_(pager), root_(root) {}
+  BtreeCursor(Pager* pager, PageNumber root) : pager_(pager), root_(root) {
+    stack_.reserve(4);  // trees are rarely deeper
+  }
 
   // Positions before the first entry.
   void Rewind();
@@ -58,14 +61,15 @@ class BtreeCursor {
 
  private:
   struct Frame {
-    BtreePage page;
+    std::shared_ptr<const BtreePage> page;
     size_t index = 0;         // the cell to yield next (cells.size(): none left)
     bool child_done = false;  // whether the subtree left of `index` was walked
   };
 
   Status Fail(Status status);
-  // Loads, checks and enters page `number`.
-  Status Push(PageNumber number, bool is_root);
+  // Loads, checks and enters page `number`; with `remember`, entering it
+  // again in this walk is corrupt.
+  Status Push(PageNumber number, bool is_root, bool remember);
   // The first min(key size, `limit`) bytes of the cell's key, from the page
   // or, when they overflow, copied into `buffer`.
   Status ReadKeyPrefix(const BtreePage& page, const Cell& cell, size_t limit, std::string* buffer,

@@ -5,7 +5,7 @@
 namespace sqlite2::format {
 
 Status Pager::Refresh() {
-  cache_.clear();
+  DropCache();
   page_count_ = 0;
   header_ = FileHeader();
   Status status = source_->CountPages(&page_count_);
@@ -45,6 +45,15 @@ Status Pager::GetPage(PageNumber number, PageRef* out) {
   }
   *out = cache_.emplace(number, std::move(page)).first->second;
   return Status::Ok();
+}
+
+std::shared_ptr<const BtreePage> Pager::FindInterior(PageNumber number) const {
+  auto it = interior_.find(number);
+  return it == interior_.end() ? nullptr : it->second;
+}
+
+void Pager::KeepInterior(std::shared_ptr<const BtreePage> page) {
+  interior_[page->number] = std::move(page);
 }
 
 }  // namespace sqlite2::format

@@ -6,8 +6,10 @@
 #ifndef SQLITE2_FORMAT_PAGER_H_
 #define SQLITE2_FORMAT_PAGER_H_
 
+#include <memory>
 #include <unordered_map>
 
+#include "sqlite2/format/btree_page.h"
 #include "sqlite2/format/file_header.h"
 #include "sqlite2/format/page.h"
 #include "sqlite2/format/page_source.h"
@@ -24,7 +26,10 @@ class Pager {
   // FileHeader::DecodeFrom does; a file shorter than one page is an empty
   // database.
   Status Refresh();
-  void DropCache() { cache_.clear(); }
+  void DropCache() {
+    cache_.clear();
+    interior_.clear();
+  }
 
   uint32_t page_count() const { return page_count_; }
   const FileHeader& header() const { return header_; }
@@ -33,11 +38,20 @@ class Pager {
   // Page `number`; a page beyond the end is all zeros. Page 0 is corrupt.
   Status GetPage(PageNumber number, PageRef* out);
 
+  // Interior B-tree pages, decoded and checked, until the cache is dropped.
+  // Every seek in a tree passes through the same few of them, so keeping
+  // them spares each lookup most of its decoding; leaves, nearly all of the
+  // pages, are decoded as they are entered, so memory stays at the page
+  // cache's.
+  std::shared_ptr<const BtreePage> FindInterior(PageNumber number) const;
+  void KeepInterior(std::shared_ptr<const BtreePage> page);
+
  private:
   PageSource* source_;
   uint32_t page_count_ = 0;
   FileHeader header_;
   std::unordered_map<PageNumber, PageRef> cache_;
+  std::unordered_map<PageNumber, std::shared_ptr<const BtreePage>> interior_;
 };
 
 }  // namespace sqlite2::format

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <unordered_map>
 
 namespace sqlite2::sql {
 namespace {
@@ -56,12 +57,26 @@ bool Contains(const std::string_view (&words)[N], std::string_view word) {
                      [word](std::string_view w) { return EqualsIgnoringCase(w, word); });
 }
 
+// Every word of every statement is classified, the plug-in's thousands of
+// font lookups included: one hash lookup of the word in upper case instead
+// of a comparison with each keyword.
 TokenKind WordKind(std::string_view word) {
-  if (Contains(kJoinKeywords, word))
-    return TokenKind::kJoinKeyword;
-  if (Contains(kKeywords, word))
-    return TokenKind::kKeyword;
-  return TokenKind::kId;
+  constexpr size_t kLongestKeyword = 11;  // TRANSACTION
+  if (word.size() > kLongestKeyword)
+    return TokenKind::kId;
+  char upper[kLongestKeyword];
+  for (size_t i = 0; i < word.size(); ++i)
+    upper[i] = word[i] >= 'a' && word[i] <= 'z' ? static_cast<char>(word[i] - 32) : word[i];
+  static const auto* const kKinds = [] {
+    auto* kinds = new std::unordered_map<std::string_view, TokenKind>();
+    for (std::string_view keyword : kKeywords)
+      kinds->emplace(keyword, TokenKind::kKeyword);
+    for (std::string_view keyword : kJoinKeywords)
+      (*kinds)[keyword] = TokenKind::kJoinKeyword;
+    return kinds;
+  }();
+  auto found = kKinds->find(std::string_view(upper, word.size()));
+  return found == kKinds->end() ? TokenKind::kId : found->second;
 }
 
 // The byte at `pos`, or NUL past the end, so that the scanning below reads
