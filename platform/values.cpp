@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -421,6 +422,10 @@ void Dictionary::Set(std::string_view key, Ref<Object> value) {
       }
     }
   }
+  // Rows read from the database fill dictionaries of a handful of entries
+  // by the ten thousand; growing straight to that size saves reallocations.
+  if (entries_.empty())
+    entries_.reserve(8);
   entries_.push_back(Entry{std::string(key), std::move(value)});
   if (index_) {
     index_->positions.emplace(entries_.back().key, entries_.size() - 1);
@@ -537,33 +542,46 @@ bool Equal(const Object* a, const Object* b) {
   // Pairs of containers are compared from a work list rather than by
   // recursion, so depth costs no stack. A pair met again is either under
   // comparison or already found equal (a difference ends the walk at once),
-  // so it counts as equal: that is what makes cycles terminate.
-  std::vector<std::pair<const Object*, const Object*>> work{{a, b}};
-  std::unordered_set<std::pair<const Object*, const Object*>, PairHash> seen;
-  while (!work.empty()) {
-    auto [x, y] = work.back();
-    work.pop_back();
+  // so it counts as equal: that is what makes cycles terminate. The first
+  // pair is not recorded - a cycle back to it is walked once more, with the
+  // same outcome - so comparing containers of plain values, the common case,
+  // allocates nothing; and plain values are compared as they are met, so
+  // the first difference ends the walk before the rest is looked at.
+  std::vector<std::pair<const Object*, const Object*>> work;
+  std::optional<std::unordered_set<std::pair<const Object*, const Object*>, PairHash>> seen;
+  auto compare = [&work](const Object* x, const Object* y) {
     bool containers;
     if (!ShallowEqual(x, y, &containers))
       return false;
-    if (!containers || !seen.emplace(x, y).second)
-      continue;
+    if (containers)
+      work.emplace_back(x, y);
+    return true;
+  };
+  for (std::pair<const Object*, const Object*> pair{a, b};;) {
+    const auto [x, y] = pair;
     if (const Array* array = x->AsArray()) {
       const Array* other = y->AsArray();
       for (size_t i = 0; i < array->size(); ++i) {
-        work.emplace_back(array->at(i).get(), other->at(i).get());
+        if (!compare(array->at(i).get(), other->at(i).get()))
+          return false;
       }
     } else {
       const Dictionary* other = y->AsDictionary();
       for (const Dictionary::Entry& entry : *x->AsDictionary()) {
         const Object* counterpart = other->Get(entry.key);
-        if (!counterpart)
+        if (!counterpart || !compare(entry.value.get(), counterpart))
           return false;
-        work.emplace_back(entry.value.get(), counterpart);
       }
     }
+    do {
+      if (work.empty())
+        return true;
+      pair = work.back();
+      work.pop_back();
+      if (!seen)
+        seen.emplace();
+    } while (!seen->insert(pair).second);
   }
-  return true;
 }
 
 }  // namespace cf
