@@ -5,6 +5,7 @@
 #include "core/location.h"
 #include "hookwright/hkwprintf.h"
 #include "platform/description.h"
+#include "platform/utf8.h"
 
 namespace {
 
@@ -65,12 +66,13 @@ cf::Ref<cf::Dictionary> QBFA_CopyDictFromRow(int columnCount, char** values, cha
     cf::Ref<cf::String> value = cf::String::Create(values[column]);
     if (!value)
       continue;
-    cf::Ref<cf::String> name = cf::String::Create(names[column]);
-    if (!name)
+    // A name is used only as a key: checking it needs no string object.
+    const std::string_view name = names[column];
+    if (!cf::IsWellFormedUtf8(name))
       continue;
-    std::string_view key = name->utf8();
+    std::string_view key = name;
     for (const ColumnKey& mapping : kColumnKeys) {
-      if (name->utf8() != mapping.column)
+      if (name != mapping.column)
         continue;
       key = mapping.key;
       if (mapping.treatment == Treatment::kFontFormat)
