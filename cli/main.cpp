@@ -6,6 +6,7 @@
 #include "cli/read_command.h"
 #include "cli/sets_command.h"
 #include "cli/sql_command.h"
+#include "cli/switch_command.h"
 
 int main(int argc, char** argv) {
   CLI::App app{"qbfa: font sets from the font manager's database, published to Quillbox"};
@@ -16,6 +17,7 @@ int main(int argc, char** argv) {
   RegisterSqlCommand(app);
   RegisterHostCommand(app);
   RegisterSetsCommand(app);
+  RegisterSwitchCommand(app);
   CLI11_PARSE(app, argc, argv);
   if (argc == 1) {
     std::fputs(app.help().c_str(), stdout);

@@ -2,7 +2,9 @@
 
 #include <sys/epoll.h>
 #include <systemd/sd-bus.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 
 #include "hookwright/hkwprintf.h"
@@ -17,6 +19,15 @@ std::string BusError(const char* what, int r) {
 }
 
 }  // namespace
+
+bool SessionBusConfigured() {
+  const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+  if (address != nullptr && *address != '\0')
+    return true;
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  return runtime != nullptr && *runtime != '\0' &&
+         access((std::string(runtime) + "/bus").c_str(), F_OK) == 0;
+}
 
 bool EmitFrontSwitchSignal(std::string* error) {
   sd_bus* bus = nullptr;

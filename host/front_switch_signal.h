@@ -22,6 +22,11 @@ constexpr char kFrontSwitchSignalPath[] = "/com/quillbox/Host";
 constexpr char kFrontSwitchSignalInterface[] = "com.quillbox.Host";
 constexpr char kFrontSwitchSignalMember[] = "FrontApplicationSwitched";
 
+// Whether this session names a bus at all: DBUS_SESSION_BUS_ADDRESS is set,
+// or the runtime folder holds the bus socket. Without one nobody can send a
+// switch, which is no fault.
+bool SessionBusConfigured();
+
 // Sends the signal and waits until it has left this process. False, with
 // `error` set, when the session bus cannot be reached.
 bool EmitFrontSwitchSignal(std::string* error);

@@ -5,10 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "hookwright/log.h"
+#include "tests/support/environment.h"
 #include "tests/support/session_bus.h"
+#include "tests/support/temporary_home.h"
 
 namespace {
 
@@ -77,6 +81,17 @@ TEST(FrontSwitchSignal, WithoutABus) {
   EXPECT_EQ(FrontSwitchSignalSource::Start(
                 loop, [] {}, &error),
             nullptr);
+}
+
+TEST(FrontSwitchSignal, ASessionNamesItsBusByAddressOrRuntimeSocket) {
+  qbfa_test::TemporaryHome home;
+  qbfa_test::ScopedEnvironmentVariable no_address("DBUS_SESSION_BUS_ADDRESS", std::nullopt);
+  EXPECT_FALSE(SessionBusConfigured());
+  std::ofstream(home.runtime_dir() + "/bus").put('\0');
+  EXPECT_TRUE(SessionBusConfigured());
+  qbfa_test::ScopedEnvironmentVariable address("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
+  std::filesystem::remove(home.runtime_dir() + "/bus");
+  EXPECT_TRUE(SessionBusConfigured());
 }
 
 }  // namespace
