@@ -337,9 +337,36 @@ void Array::Append(Ref<Object> value) {
     items_.push_back(std::move(value));
 }
 
+namespace {
+
+// Whether two values are certainly unequal by a glance at dictionaries'
+// sizes and first entries, where rows read from a database first differ.
+// An array of such rows is searched once for every row added to it, so
+// this spares most full comparisons.
+bool DifferAtFirstSight(const Object* a, const Object* b) {
+  const Dictionary* x = a != nullptr ? a->AsDictionary() : nullptr;
+  const Dictionary* y = b != nullptr ? b->AsDictionary() : nullptr;
+  if (x == nullptr || y == nullptr || x == y)
+    return false;
+  if (x->size() != y->size())
+    return true;
+  if (x->empty())
+    return false;
+  const Dictionary::Entry& first = *x->begin();
+  const Object* counterpart = y->Get(first.key);
+  if (counterpart == nullptr)
+    return true;
+  const String* s = first.value->AsString();
+  const String* t = counterpart->AsString();
+  return s != nullptr && t != nullptr && s->utf8() != t->utf8();
+}
+
+}  // namespace
+
 bool Array::ContainsValue(const Object* value) const {
-  return std::any_of(items_.begin(), items_.end(),
-                     [value](const Ref<Object>& item) { return Equal(item.get(), value); });
+  return std::any_of(items_.begin(), items_.end(), [value](const Ref<Object>& item) {
+    return !DifferAtFirstSight(item.get(), value) && Equal(item.get(), value);
+  });
 }
 
 void Array::ForEachChild(void (*visit)(Object*, void*), void* context) {
