@@ -3,7 +3,8 @@
 #   1. installs the Debian packages that are missing,
 #   2. builds with warnings as errors and runs all tests,
 #   3. builds again with AddressSanitizer and UndefinedBehaviorSanitizer and
-#      runs all tests once more.
+#      runs all tests once more,
+#   4. builds the watcher's tests with ThreadSanitizer and runs them.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,6 +25,18 @@ suite() {
 suite build/ci-plain
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   suite build/ci-asan -DQBFA_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug
+
+# The watcher's threads under ThreadSanitizer: the watcher task, its stop and
+# its handover to the main thread, and the refresh it leads to. Only those
+# tests and what they link are built; they are run directly, as ctest would
+# look for every other test executable too.
+echo "=== build/ci-tsan"
+tsan_tests=(watch_task_tests watch_watcher_tests watch_refresh_tests)
+cmake -S . -B build/ci-tsan -DQBFA_WERROR=ON -DQBFA_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug >/dev/null
+cmake --build build/ci-tsan -j"$jobs" --target "${tsan_tests[@]}"
+for test in "${tsan_tests[@]}"; do
+  TSAN_OPTIONS=halt_on_error=1 build/ci-tsan/tests/watch/"$test"
+done
 
 # The database fuzzer for about a minute, seeded with the fixtures. Any
 # crash, sanitizer report or hang fails the run and leaves the input in
