@@ -6,6 +6,7 @@
 #include "hookwright/hkwprintf.h"
 #include "hookwright/main_thread.h"
 #include "host/event_source.h"
+#include "host/leak_check.h"
 #include "host/plugin.h"
 
 namespace {
@@ -65,7 +66,10 @@ int RunHost(const std::vector<std::string>& plugins) {
   sources.clear();
   // Handlers the plug-ins installed point into code that is about to go.
   hookwright::ApplicationEventTarget().Clear();
-  while (!loaded.empty())
-    loaded.pop_back();
+  if (!loaded.empty()) {
+    CheckLeaksBeforeUnloading();
+    while (!loaded.empty())
+      loaded.pop_back();
+  }
   return result;
 }
