@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # The main job: installs what is missing, builds qbfa, and runs the plug-in in
 # a host on the bundled sample library (sample/FontAgent.db), in a throw-away
-# home; a listener in another process shows the font sets it receives.
-# Everything it starts and makes is gone when it ends.
+# home; a listener in another process shows the font sets it receives. Then
+# the font manager changes its database (sample/FontAgent-2.db written over
+# the first), a front-application switch (qbfa switch) makes the host
+# publish the new sets, and a second switch with nothing changed publishes
+# nothing. Everything it starts and makes is gone when it ends.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -34,6 +37,28 @@ wait_for() {
   done
   echo "demo: gave up waiting for \"$2\" in $1" >&2
   cat "$1" >&2 || true
+  return 1
+}
+
+# Waits until the file $1 contains the text $2 at least $3 times.
+wait_for_count() {
+  for _ in $(seq 200); do
+    [ "$(grep -cF -- "$2" "$1" 2>/dev/null)" -ge "$3" ] && return 0
+    sleep 0.1
+  done
+  echo "demo: gave up waiting for \"$2\" $3 times in $1" >&2
+  cat "$1" >&2 || true
+  return 1
+}
+
+# Waits until the process $1 watches a file: its kernel queue adds an
+# inotify watch when the plug-in's watcher registers the database.
+wait_for_watch() {
+  for _ in $(seq 200); do
+    grep -qs "^inotify wd:" /proc/"$1"/fdinfo/* && return 0
+    sleep 0.1
+  done
+  echo "demo: the host never started watching the database" >&2
   return 1
 }
 
@@ -93,6 +118,40 @@ cat "$work/listener.out"
 step "The same publication as XML (qbfa sets --format xml), first lines"
 "$qbfa" sets --format xml >"$work/sets.xml"
 head -n 24 "$work/sets.xml"
+
+step "The font manager changes its database: the second sample written over the first"
+database="$HOME/Library/FontAgent Pro/FontAgent.db"
+wait_for_watch "$host"
+published=$(grep -cF "== font sets published ==" "$work/listener.out")
+log_lines=$(wc -l <"$work/host.log")
+# In place, as the font manager writes it: the watcher follows the file, so a
+# file renamed over it would not be seen.
+cat "$sample/FontAgent-2.db" >"$database"
+# The watcher logs the event once the main thread has marked the sets stale.
+wait_for "$work/host.log" "ident="
+tail -n +"$((log_lines + 1))" "$work/host.log"
+echo "Nothing is published yet: the sets are re-read at the next front-application switch."
+
+step "A front-application switch (qbfa switch)"
+log_lines=$(wc -l <"$work/host.log")
+"$qbfa" switch
+wait_for_count "$work/host.log" "qbfa host: front application switched" 1
+wait_for_count "$work/listener.out" "== font sets published ==" $((published + 1))
+wait_for_publication
+# The refresh's own lines, without the reader's progress lines in between.
+tail -n +"$((log_lines + 1))" "$work/host.log" |
+  grep -E '^\[QB\] (Updating|Old sets|Notified|Could not)|^qbfa host' || true
+echo
+echo "The listener received:"
+sed -n '/^== font sets published ==$/h; /^== font sets published ==$/!H; ${x;p}' "$work/listener.out"
+
+step "Another switch, with nothing changed since"
+log_lines=$(wc -l <"$work/host.log")
+"$qbfa" switch
+wait_for_count "$work/host.log" "qbfa host: front application switched" 2
+tail -n +"$((log_lines + 1))" "$work/host.log"
+echo "Publications the listener has received: $(grep -cF "== font sets published ==" \
+  "$work/listener.out") (one at start-up, one after the change; the second switch published nothing)."
 
 step "Stopping the host"
 kill -TERM "$host"
