@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -19,15 +21,19 @@ namespace {
 // Format 3's magic; any journal format would do as the marker.
 constexpr std::string_view kJournalMagic("\xd9\xd5\x05\xf9\x20\xa1\x63\xd6", 8);
 
-const std::string& Directory() {
-  static const std::string directory = [] {
-    char pattern[] = "/tmp/qbfa_fuzz_XXXXXX";
-    if (mkdtemp(pattern) == nullptr) {
+const char* Directory() {
+  // A plain array: it outlives everything, the exit handler below included.
+  static char directory[] = "/tmp/qbfa_fuzz_XXXXXX";
+  static const bool made = [] {
+    if (mkdtemp(directory) == nullptr) {
       std::perror("mkdtemp");
       std::abort();
     }
-    return std::string(pattern);
+    // libFuzzer ends a run through exit(), which runs this.
+    std::atexit([] { std::filesystem::remove_all(directory); });
+    return true;
   }();
+  static_cast<void>(made);
   return directory;
 }
 
@@ -45,7 +51,7 @@ void WriteFile(const std::string& path, std::string_view bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view input(reinterpret_cast<const char*>(data), size);
   const size_t split = input.find(kJournalMagic);
-  const std::string database = Directory() + "/fuzz.db";
+  const std::string database = std::string(Directory()) + "/fuzz.db";
   const std::string journal = database + "-journal";
   WriteFile(database, input.substr(0, split));
   if (split == std::string_view::npos) {
