@@ -9,40 +9,40 @@ namespace {
 
 // snprintf under the "C" locale, whatever the process's locale is.
 template <class T>
-void AppendPrintf(std::string& out, const std::string& spec, T value) {
+void AppendPrintf(std::string& out, const std::string& directive, T value) {
   static locale_t c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
   locale_t previous = uselocale(c_locale);
   char small[128];
-  int needed = std::snprintf(small, sizeof small, spec.c_str(), value);
+  int needed = std::snprintf(small, sizeof small, directive.c_str(), value);
   if (needed >= 0 && static_cast<size_t>(needed) < sizeof small) {
     out.append(small, static_cast<size_t>(needed));
   } else if (needed >= 0) {
     std::string large(static_cast<size_t>(needed) + 1, '\0');
-    std::snprintf(large.data(), large.size(), spec.c_str(), value);
+    std::snprintf(large.data(), large.size(), directive.c_str(), value);
     out.append(large.data(), static_cast<size_t>(needed));
   }
   uselocale(previous);
 }
 
 // Applies C's integer conversion for the length modifier, then prints.
-// `spec` holds "%", the flags, the width and the precision.
-void AppendInteger(std::string& out, const std::string& spec, std::string_view length,
+// `directive` holds "%", the flags, the width and the precision.
+void AppendInteger(std::string& out, const std::string& directive, std::string_view length,
                    char letter, unsigned long long bits) {
   const bool is_signed = letter == 'd' || letter == 'i';
   if (letter == 'c') {
-    AppendPrintf(out, spec + 'c', static_cast<int>(static_cast<unsigned char>(bits)));
+    AppendPrintf(out, directive + 'c', static_cast<int>(static_cast<unsigned char>(bits)));
   } else if (length == "ll" || length == "q") {
-    if (is_signed) AppendPrintf(out, spec + "ll" + letter, static_cast<long long>(bits));
-    else AppendPrintf(out, spec + "ll" + letter, bits);
+    if (is_signed) AppendPrintf(out, directive + "ll" + letter, static_cast<long long>(bits));
+    else AppendPrintf(out, directive + "ll" + letter, bits);
   } else if (length == "l") {
-    if (is_signed) AppendPrintf(out, spec + "l" + letter, static_cast<long>(bits));
-    else AppendPrintf(out, spec + "l" + letter, static_cast<unsigned long>(bits));
+    if (is_signed) AppendPrintf(out, directive + "l" + letter, static_cast<long>(bits));
+    else AppendPrintf(out, directive + "l" + letter, static_cast<unsigned long>(bits));
   } else if (length == "h") {
-    if (is_signed) AppendPrintf(out, spec + letter, static_cast<int>(static_cast<short>(bits)));
-    else AppendPrintf(out, spec + letter, static_cast<unsigned>(static_cast<unsigned short>(bits)));
+    if (is_signed) AppendPrintf(out, directive + letter, static_cast<int>(static_cast<short>(bits)));
+    else AppendPrintf(out, directive + letter, static_cast<unsigned>(static_cast<unsigned short>(bits)));
   } else {
-    if (is_signed) AppendPrintf(out, spec + letter, static_cast<int>(bits));
-    else AppendPrintf(out, spec + letter, static_cast<unsigned>(bits));
+    if (is_signed) AppendPrintf(out, directive + letter, static_cast<int>(bits));
+    else AppendPrintf(out, directive + letter, static_cast<unsigned>(bits));
   }
 }
 
@@ -75,19 +75,19 @@ std::string Render(std::string_view format, std::span<FormatArg> args) {
       --length_start;
     }
     std::string_view length = whole.substr(length_start, whole.size() - 1 - length_start);
-    std::string spec(whole.substr(0, length_start));
+    std::string directive(whole.substr(0, length_start));
     const FormatArg& arg = args[next_arg++];
     switch (letter) {
       case 'f': case 'e': case 'g':
-        AppendPrintf(out, spec + letter, arg.real);
+        AppendPrintf(out, directive + letter, arg.real);
         break;
       case 's': case '@': {
         std::string text(arg.text);  // printf needs a terminated string
-        AppendPrintf(out, spec + 's', text.c_str());
+        AppendPrintf(out, directive + 's', text.c_str());
         break;
       }
       default:
-        AppendInteger(out, spec, length, letter, arg.bits);
+        AppendInteger(out, directive, length, letter, arg.bits);
         break;
     }
     i = end;
