@@ -32,17 +32,26 @@ void AppendInteger(std::string& out, const std::string& directive, std::string_v
   if (letter == 'c') {
     AppendPrintf(out, directive + 'c', static_cast<int>(static_cast<unsigned char>(bits)));
   } else if (length == "ll" || length == "q") {
-    if (is_signed) AppendPrintf(out, directive + "ll" + letter, static_cast<long long>(bits));
-    else AppendPrintf(out, directive + "ll" + letter, bits);
+    if (is_signed)
+      AppendPrintf(out, directive + "ll" + letter, static_cast<long long>(bits));
+    else
+      AppendPrintf(out, directive + "ll" + letter, bits);
   } else if (length == "l") {
-    if (is_signed) AppendPrintf(out, directive + "l" + letter, static_cast<long>(bits));
-    else AppendPrintf(out, directive + "l" + letter, static_cast<unsigned long>(bits));
+    if (is_signed)
+      AppendPrintf(out, directive + "l" + letter, static_cast<long>(bits));
+    else
+      AppendPrintf(out, directive + "l" + letter, static_cast<unsigned long>(bits));
   } else if (length == "h") {
-    if (is_signed) AppendPrintf(out, directive + letter, static_cast<int>(static_cast<short>(bits)));
-    else AppendPrintf(out, directive + letter, static_cast<unsigned>(static_cast<unsigned short>(bits)));
+    if (is_signed)
+      AppendPrintf(out, directive + letter, static_cast<int>(static_cast<short>(bits)));
+    else
+      AppendPrintf(out, directive + letter,
+                   static_cast<unsigned>(static_cast<unsigned short>(bits)));
   } else {
-    if (is_signed) AppendPrintf(out, directive + letter, static_cast<int>(bits));
-    else AppendPrintf(out, directive + letter, static_cast<unsigned>(bits));
+    if (is_signed)
+      AppendPrintf(out, directive + letter, static_cast<int>(bits));
+    else
+      AppendPrintf(out, directive + letter, static_cast<unsigned>(bits));
   }
 }
 
@@ -55,7 +64,8 @@ std::string Render(std::string_view format, std::span<FormatArg> args) {
   for (size_t i = 0; i < format.size();) {
     if (format[i] != '%') {
       size_t end = format.find('%', i);
-      if (end == std::string_view::npos) end = format.size();
+      if (end == std::string_view::npos)
+        end = format.size();
       out.append(format.substr(i, end - i));
       i = end;
       continue;
@@ -70,18 +80,21 @@ std::string Render(std::string_view format, std::span<FormatArg> args) {
     // Split "%<flags width precision><length><letter>" into its parts.
     std::string_view whole = format.substr(i, end - i);
     size_t length_start = whole.size() - 1;
-    while (length_start > 1 && std::string_view("hlq").find(whole[length_start - 1]) !=
-                                   std::string_view::npos) {
+    while (length_start > 1 &&
+           std::string_view("hlq").find(whole[length_start - 1]) != std::string_view::npos) {
       --length_start;
     }
     std::string_view length = whole.substr(length_start, whole.size() - 1 - length_start);
     std::string directive(whole.substr(0, length_start));
     const FormatArg& arg = args[next_arg++];
     switch (letter) {
-      case 'f': case 'e': case 'g':
+      case 'f':
+      case 'e':
+      case 'g':
         AppendPrintf(out, directive + letter, arg.real);
         break;
-      case 's': case '@': {
+      case 's':
+      case '@': {
         std::string text(arg.text);  // printf needs a terminated string
         AppendPrintf(out, directive + 's', text.c_str());
         break;

@@ -71,15 +71,20 @@ void hkwprintf_format_does_not_match_arguments();
 // past it and stores the conversion letter (0 for an invalid conversion).
 constexpr size_t ParseConversion(std::string_view format, size_t i, char& letter) {
   ++i;
-  while (i < format.size() && std::string_view("-+ #0").find(format[i]) != std::string_view::npos) ++i;
-  while (i < format.size() && format[i] >= '0' && format[i] <= '9') ++i;
+  while (i < format.size() && std::string_view("-+ #0").find(format[i]) != std::string_view::npos)
+    ++i;
+  while (i < format.size() && format[i] >= '0' && format[i] <= '9')
+    ++i;
   if (i < format.size() && format[i] == '.') {
     ++i;
-    while (i < format.size() && format[i] >= '0' && format[i] <= '9') ++i;
+    while (i < format.size() && format[i] >= '0' && format[i] <= '9')
+      ++i;
   }
-  while (i < format.size() && std::string_view("hlq").find(format[i]) != std::string_view::npos) ++i;
+  while (i < format.size() && std::string_view("hlq").find(format[i]) != std::string_view::npos)
+    ++i;
   letter = 0;
-  if (i < format.size() && std::string_view("diuxXocsfeg@%").find(format[i]) != std::string_view::npos) {
+  if (i < format.size() &&
+      std::string_view("diuxXocsfeg@%").find(format[i]) != std::string_view::npos) {
     letter = format[i];
     ++i;
   }
@@ -88,9 +93,17 @@ constexpr size_t ParseConversion(std::string_view format, size_t i, char& letter
 
 constexpr bool Accepts(char letter, ArgKind kind) {
   switch (letter) {
-    case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': case 'c':
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'x':
+    case 'X':
+    case 'o':
+    case 'c':
       return kind == ArgKind::kSigned || kind == ArgKind::kUnsigned;
-    case 'f': case 'e': case 'g':
+    case 'f':
+    case 'e':
+    case 'g':
       return kind == ArgKind::kFloat;
     case 's':
       return kind == ArgKind::kString;
@@ -106,8 +119,8 @@ struct FormatArg {
   ArgKind kind = ArgKind::kUnsupported;
   unsigned long long bits = 0;  // integers, as the two's-complement bit pattern
   double real = 0;
-  std::string_view text{};      // strings
-  std::string owned{};          // object descriptions
+  std::string_view text{};  // strings
+  std::string owned{};      // object descriptions
 };
 
 template <class T>
@@ -148,7 +161,7 @@ template <class... Args>
 class FormatString {
  public:
   template <class S>
-    requires std::convertible_to<const S&, std::string_view>
+  requires std::convertible_to<const S&, std::string_view>
   consteval FormatString(const S& text) : text_(text) {
     constexpr std::array<format_detail::ArgKind, sizeof...(Args)> kinds{
         format_detail::KindOf<Args>()...};
@@ -160,13 +173,15 @@ class FormatString {
       }
       char letter = 0;
       i = format_detail::ParseConversion(text_, i, letter);
-      if (letter == '%') continue;
+      if (letter == '%')
+        continue;
       if (letter == 0 || used >= kinds.size() || !format_detail::Accepts(letter, kinds[used])) {
         format_detail::hkwprintf_format_does_not_match_arguments();
       }
       ++used;
     }
-    if (used != kinds.size()) format_detail::hkwprintf_format_does_not_match_arguments();
+    if (used != kinds.size())
+      format_detail::hkwprintf_format_does_not_match_arguments();
   }
 
   constexpr std::string_view text() const { return text_; }
@@ -182,7 +197,8 @@ std::string Format(FormatString<std::type_identity_t<Args>...> format, const Arg
   // Descriptions are owned by the packed arguments; point at them only now
   // that the arguments have found their final place.
   for (auto& arg : packed) {
-    if (arg.kind == format_detail::ArgKind::kObject) arg.text = arg.owned;
+    if (arg.kind == format_detail::ArgKind::kObject)
+      arg.text = arg.owned;
   }
   return format_detail::Render(format.text(), packed);
 }

@@ -23,7 +23,8 @@ void WriteToStandardError(std::string_view bytes) {
   while (!bytes.empty()) {
     ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
     if (written < 0) {
-      if (errno == EINTR) continue;
+      if (errno == EINTR)
+        continue;
       return;  // Nowhere left to report a failing log.
     }
     bytes.remove_prefix(static_cast<size_t>(written));

@@ -8,11 +8,11 @@ using OSStatus = int32_t;
 using OSErr = int16_t;
 
 constexpr OSStatus noErr = 0;
-constexpr OSStatus ioErr = -36;       // an input/output error
-constexpr OSStatus fnfErr = -43;      // file or folder not found
-constexpr OSStatus paramErr = -50;    // a bad argument
-constexpr OSStatus permErr = -54;     // permission denied
-constexpr OSStatus memFullErr = -108; // out of memory
+constexpr OSStatus ioErr = -36;        // an input/output error
+constexpr OSStatus fnfErr = -43;       // file or folder not found
+constexpr OSStatus paramErr = -50;     // a bad argument
+constexpr OSStatus permErr = -54;      // permission denied
+constexpr OSStatus memFullErr = -108;  // out of memory
 constexpr OSStatus badPasteboardSyncErr = -25130;
 constexpr OSStatus notPasteboardOwnerErr = -25135;
 

@@ -14,7 +14,7 @@
 extern "C" {
 #endif
 
-#define SQLITE_VERSION "2.8.13"  /* the release whose behaviour this engine follows */
+#define SQLITE_VERSION "2.8.13" /* the release whose behaviour this engine follows */
 
 /* An open database. */
 typedef struct sqlite sqlite;
@@ -42,8 +42,7 @@ typedef int (*sqlite_callback)(void* arg, int argc, char** argv, char** azColNam
 ** result row. Returns an SQLITE_ code; on failure stores a message in *errmsg
 ** (when `errmsg` is not NULL) that the caller frees with sqlite_freemem().
 */
-int sqlite_exec(sqlite* db, const char* sql, sqlite_callback xCallback, void* pArg,
-                char** errmsg);
+int sqlite_exec(sqlite* db, const char* sql, sqlite_callback xCallback, void* pArg, char** errmsg);
 
 /*
 ** Like sqlite_exec(), with the SQL text produced by SQLite's printf from
@@ -52,8 +51,8 @@ int sqlite_exec(sqlite* db, const char* sql, sqlite_callback xCallback, void* pA
 */
 int sqlite_exec_printf(sqlite* db, const char* sqlFormat, sqlite_callback xCallback, void* pArg,
                        char** errmsg, ...);
-int sqlite_exec_vprintf(sqlite* db, const char* sqlFormat, sqlite_callback xCallback,
-                        void* pArg, char** errmsg, va_list ap);
+int sqlite_exec_vprintf(sqlite* db, const char* sqlFormat, sqlite_callback xCallback, void* pArg,
+                        char** errmsg, va_list ap);
 
 /* SQLite's printf into memory from malloc; free it with sqlite_freemem(). */
 char* sqlite_mprintf(const char* zFormat, ...);
