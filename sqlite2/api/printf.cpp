@@ -17,7 +17,7 @@ struct Args {
   va_list list;
 };
 
-struct Spec {
+struct Directive {
   std::string flags;
   int width = -1;
   int precision = -1;
@@ -27,12 +27,13 @@ struct Spec {
 
 // C's own rendering of one numeric conversion.
 template <typename T>
-void AppendC(const Spec& spec, char conversion, const char* length, T value, std::string* out) {
-  std::string format = "%" + spec.flags;
-  if (spec.width >= 0)
-    format += std::to_string(spec.width);
-  if (spec.precision >= 0)
-    format += "." + std::to_string(spec.precision);
+void AppendC(const Directive& directive, char conversion, const char* length, T value,
+             std::string* out) {
+  std::string format = "%" + directive.flags;
+  if (directive.width >= 0)
+    format += std::to_string(directive.width);
+  if (directive.precision >= 0)
+    format += "." + std::to_string(directive.precision);
   format += length;
   format += conversion;
   const int size = std::snprintf(nullptr, 0, format.c_str(), value);
@@ -44,10 +45,10 @@ void AppendC(const Spec& spec, char conversion, const char* length, T value, std
   out->append(text);
 }
 
-void AppendPadded(const Spec& spec, const std::string& text, std::string* out) {
-  const size_t width = spec.width > 0 ? static_cast<size_t>(spec.width) : 0;
+void AppendPadded(const Directive& directive, const std::string& text, std::string* out) {
+  const size_t width = directive.width > 0 ? static_cast<size_t>(directive.width) : 0;
   const size_t pad = text.size() < width ? width - text.size() : 0;
-  const bool left = spec.flags.find('-') != std::string::npos;
+  const bool left = directive.flags.find('-') != std::string::npos;
   if (!left)
     out->append(pad, ' ');
   out->append(text);
@@ -73,51 +74,51 @@ std::string QuoteText(const char* text, bool wrap) {
 
 // Reads the flags, width, precision and length of a conversion from `p`
 // (just past the '%'); returns where the conversion character is.
-const char* ParseSpec(const char* p, Args* args, Spec* spec) {
+const char* ParseDirective(const char* p, Args* args, Directive* directive) {
   while (*p != '\0' && std::strchr("-+ #0", *p) != nullptr)
-    spec->flags.push_back(*p++);
+    directive->flags.push_back(*p++);
   if (*p == '*') {
-    spec->width = va_arg(args->list, int);
-    if (spec->width < 0) {
-      spec->flags.push_back('-');
-      spec->width = -spec->width;
+    directive->width = va_arg(args->list, int);
+    if (directive->width < 0) {
+      directive->flags.push_back('-');
+      directive->width = -directive->width;
     }
     ++p;
   } else {
-    for (spec->width = 0; *p >= '0' && *p <= '9'; ++p)
-      spec->width = spec->width * 10 + (*p - '0');
+    for (directive->width = 0; *p >= '0' && *p <= '9'; ++p)
+      directive->width = directive->width * 10 + (*p - '0');
   }
   if (*p == '.') {
     ++p;
     if (*p == '*') {
-      spec->precision = va_arg(args->list, int);
+      directive->precision = va_arg(args->list, int);
       ++p;
     } else {
-      for (spec->precision = 0; *p >= '0' && *p <= '9'; ++p)
-        spec->precision = spec->precision * 10 + (*p - '0');
+      for (directive->precision = 0; *p >= '0' && *p <= '9'; ++p)
+        directive->precision = directive->precision * 10 + (*p - '0');
     }
   }
-  for (; *p == 'l' && spec->longs < 2; ++p)
-    ++spec->longs;
+  for (; *p == 'l' && directive->longs < 2; ++p)
+    ++directive->longs;
   return p;
 }
 
-void AppendSigned(const Spec& spec, char conversion, Args* args, std::string* out) {
-  if (spec.longs == 2)
-    AppendC(spec, conversion, "ll", va_arg(args->list, long long), out);
-  else if (spec.longs == 1)
-    AppendC(spec, conversion, "l", va_arg(args->list, long), out);
+void AppendSigned(const Directive& directive, char conversion, Args* args, std::string* out) {
+  if (directive.longs == 2)
+    AppendC(directive, conversion, "ll", va_arg(args->list, long long), out);
+  else if (directive.longs == 1)
+    AppendC(directive, conversion, "l", va_arg(args->list, long), out);
   else
-    AppendC(spec, conversion, "", va_arg(args->list, int), out);
+    AppendC(directive, conversion, "", va_arg(args->list, int), out);
 }
 
-void AppendUnsigned(const Spec& spec, char conversion, Args* args, std::string* out) {
-  if (spec.longs == 2)
-    AppendC(spec, conversion, "ll", va_arg(args->list, unsigned long long), out);
-  else if (spec.longs == 1)
-    AppendC(spec, conversion, "l", va_arg(args->list, unsigned long), out);
+void AppendUnsigned(const Directive& directive, char conversion, Args* args, std::string* out) {
+  if (directive.longs == 2)
+    AppendC(directive, conversion, "ll", va_arg(args->list, unsigned long long), out);
+  else if (directive.longs == 1)
+    AppendC(directive, conversion, "l", va_arg(args->list, unsigned long), out);
   else
-    AppendC(spec, conversion, "", va_arg(args->list, unsigned int), out);
+    AppendC(directive, conversion, "", va_arg(args->list, unsigned int), out);
 }
 
 // The whole output, NULs included: an unknown conversion writes "%" and a
@@ -129,33 +130,33 @@ std::string FormatArgs(const char* format, Args* args) {
       out.push_back(*p);
       continue;
     }
-    Spec spec;
-    p = ParseSpec(p + 1, args, &spec);
+    Directive directive;
+    p = ParseDirective(p + 1, args, &directive);
     const char c = *p;
     switch (c) {
       case 'd':
       case 'i':
-        AppendSigned(spec, c, args, &out);
+        AppendSigned(directive, c, args, &out);
         break;
       case 'u':
       case 'x':
       case 'X':
       case 'o':
-        AppendUnsigned(spec, c, args, &out);
+        AppendUnsigned(directive, c, args, &out);
         break;
       case 'f':
       case 'e':
       case 'E':
       case 'g':
       case 'G':
-        AppendC(spec, c, "", va_arg(args->list, double), &out);
+        AppendC(directive, c, "", va_arg(args->list, double), &out);
         break;
       case 'c':
-        AppendPadded(spec, std::string(1, static_cast<char>(va_arg(args->list, int))), &out);
+        AppendPadded(directive, std::string(1, static_cast<char>(va_arg(args->list, int))), &out);
         break;
       case 'p': {
         // Pointers print in decimal.
-        Spec decimal = spec;
+        Directive decimal = directive;
         decimal.longs = 2;
         AppendC(
             decimal, 'u', "ll",
@@ -166,14 +167,14 @@ std::string FormatArgs(const char* format, Args* args) {
       case 's': {
         const char* text = va_arg(args->list, const char*);
         std::string value = text != nullptr ? text : "";
-        if (spec.precision >= 0 && value.size() > static_cast<size_t>(spec.precision))
-          value.resize(static_cast<size_t>(spec.precision));
-        AppendPadded(spec, value, &out);
+        if (directive.precision >= 0 && value.size() > static_cast<size_t>(directive.precision))
+          value.resize(static_cast<size_t>(directive.precision));
+        AppendPadded(directive, value, &out);
         break;
       }
       case 'q':
       case 'Q':
-        AppendPadded(spec, QuoteText(va_arg(args->list, const char*), c == 'Q'), &out);
+        AppendPadded(directive, QuoteText(va_arg(args->list, const char*), c == 'Q'), &out);
         break;
       case 'n':
         *va_arg(args->list, int*) = static_cast<int>(out.size());
