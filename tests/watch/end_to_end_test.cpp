@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -27,7 +26,7 @@
 #include "tests/support/environment.h"
 #include "tests/support/session_bus.h"
 #include "tests/support/temporary_home.h"
-#include "tests/watch/inotify_watches.h"
+#include "tests/watch/watched_file.h"
 
 namespace {
 
@@ -46,19 +45,6 @@ std::string FixturePath(const std::string& name) {
 std::string Contents(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-// The file's content date as the watcher logs it: seconds since 2001 GMT.
-std::string LoggedDate(const std::string& path) {
-  struct stat status;
-  if (stat(path.c_str(), &status) != 0)
-    return "(no file)";
-  constexpr int64_t kUnixTo2001 = 978307200;
-  double seconds = static_cast<double>(status.st_mtim.tv_sec - kUnixTo2001) +
-                   static_cast<double>(status.st_mtim.tv_nsec) / 1e9;
-  char text[64];
-  std::snprintf(text, sizeof text, "%f", seconds);
-  return text;
 }
 
 // A `qbfa` process whose output goes to a file, stopped with SIGTERM.
@@ -181,13 +167,14 @@ class EndToEnd : public testing::Test {
   void WriteDatabase(const std::string& fixture) {
     struct stat before;
     ASSERT_EQ(stat(database_.c_str(), &before), 0);
-    AwaitFileClockPast(before.st_mtim);
+    qbfa_test::AwaitFileClockPast(home_.root(), before.st_mtim);
     const std::string bytes = Contents(FixturePath(fixture));
     {
       std::ofstream file(database_, std::ios::binary | std::ios::trunc);
       file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     }
-    std::optional<size_t> dates = host_->WaitFor(" vs " + LoggedDate(database_) + "\n", seen_);
+    std::optional<size_t> dates =
+        host_->WaitFor(" vs " + qbfa_test::WatcherLoggedDate(database_) + "\n", seen_);
     ASSERT_TRUE(dates) << host_->Output();
     // The event is logged once the remote call has returned.
     std::optional<size_t> dump = host_->WaitFor("[QB] \tident=", *dates);
@@ -225,20 +212,6 @@ class EndToEnd : public testing::Test {
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return true;
-  }
-
-  // Waits until files get content dates later than `date`: dates move in
-  // coarse steps, and the watcher acts only on a later one.
-  void AwaitFileClockPast(const struct timespec& date) {
-    const std::string clock = home_.root() + "/clock";
-    struct stat now = {};
-    do {
-      int touched = open(clock.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      ASSERT_GE(touched, 0);
-      close(touched);
-      ASSERT_EQ(stat(clock.c_str(), &now), 0);
-    } while (now.st_mtim.tv_sec < date.tv_sec ||
-             (now.st_mtim.tv_sec == date.tv_sec && now.st_mtim.tv_nsec <= date.tv_nsec));
   }
 
   qbfa_test::PrivateSessionBus bus_;

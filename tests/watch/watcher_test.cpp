@@ -12,7 +12,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
 #include <filesystem>
 #include <future>
 #include <mutex>
@@ -23,7 +22,7 @@
 #include "hookwright/main_thread.h"
 #include "platform/task.h"
 #include "state.h"
-#include "tests/watch/inotify_watches.h"
+#include "tests/watch/watched_file.h"
 #include "watch/refresh.h"
 
 namespace {
@@ -85,19 +84,6 @@ int OpenDescriptorCount() {
   return count;
 }
 
-// The file's content date as the watcher logs it: seconds since 2001 GMT.
-std::string LoggedDate(const std::string& path) {
-  struct stat status;
-  if (stat(path.c_str(), &status) != 0)
-    return "(no file)";
-  constexpr int64_t kUnixTo2001 = 978307200;
-  double seconds = static_cast<double>(status.st_mtim.tv_sec - kUnixTo2001) +
-                   static_cast<double>(status.st_mtim.tv_nsec) / 1e9;
-  char text[64];
-  std::snprintf(text, sizeof text, "%f", seconds);
-  return text;
-}
-
 class Watcher : public testing::Test {
  protected:
   void SetUp() override {
@@ -134,24 +120,15 @@ class Watcher : public testing::Test {
   }
 
   // Appends to `path` with a content date later than any earlier append of
-  // the process: the watcher acts on newer dates only, and file dates move
-  // in coarse steps.
+  // the process.
   static void AppendToFile(const std::string& path) {
     static struct timespec newest = {};
-    const std::string clock = path + ".clock";
-    struct stat now = {};
-    do {
-      int touched = open(clock.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      ASSERT_GE(touched, 0);
-      close(touched);
-      ASSERT_EQ(stat(clock.c_str(), &now), 0);
-    } while (now.st_mtim.tv_sec < newest.tv_sec ||
-             (now.st_mtim.tv_sec == newest.tv_sec && now.st_mtim.tv_nsec <= newest.tv_nsec));
-    unlink(clock.c_str());
+    qbfa_test::AwaitFileClockPast(fs::path(path).parent_path(), newest);
     int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     ASSERT_GE(fd, 0);
     ASSERT_EQ(write(fd, "rows", 4), 4);
     close(fd);
+    struct stat now;
     ASSERT_EQ(stat(path.c_str(), &now), 0);
     newest = now.st_mtim;
   }
@@ -180,7 +157,7 @@ TEST_F(Watcher, AWriteReachesTheMainThreadWithTheFilesDate) {
   const std::string dump =
       "filter=EVFILT_VNODE, flags=0x0021 (EV_ADD | EV_CLEAR), fflags=0x00000006 (NOTE_WRITE | "
       "NOTE_EXTEND)\n\tdata = 0, udata = 0x00000000\n\n";
-  ASSERT_TRUE(log_.WaitFor(" vs " + LoggedDate(path_) + "\n")) << log_.Text();
+  ASSERT_TRUE(log_.WaitFor(" vs " + qbfa_test::WatcherLoggedDate(path_) + "\n")) << log_.Text();
   ASSERT_TRUE(log_.WaitFor(dump)) << log_.Text();
   std::lock_guard lock(Side().mutex);
   EXPECT_EQ(Side().calls, before + 1);
@@ -192,7 +169,7 @@ TEST_F(Watcher, FollowsTheFileThroughARename) {
   const std::string moved = dir_ + "/moved.db";
   ASSERT_EQ(rename(path_.c_str(), moved.c_str()), 0);
   AppendToFile(moved);
-  EXPECT_TRUE(log_.WaitFor(" vs " + LoggedDate(moved) + "\n")) << log_.Text();
+  EXPECT_TRUE(log_.WaitFor(" vs " + qbfa_test::WatcherLoggedDate(moved) + "\n")) << log_.Text();
 }
 
 TEST_F(Watcher, StopEndsTheTaskAndReleasesWhatItHeld) {
@@ -207,7 +184,7 @@ TEST_F(Watcher, StopEndsTheTaskAndReleasesWhatItHeld) {
   // And once the task is surely waiting, after a handover.
   StartListening(path_);
   AppendToFile(path_);
-  ASSERT_TRUE(log_.WaitFor(" vs " + LoggedDate(path_) + "\n")) << log_.Text();
+  ASSERT_TRUE(log_.WaitFor(" vs " + qbfa_test::WatcherLoggedDate(path_) + "\n")) << log_.Text();
   QBFA_StopWatcher();
   EXPECT_EQ(UnjoinedTaskCount(), 0u);
   EXPECT_EQ(OpenDescriptorCount(), descriptors);
@@ -220,7 +197,7 @@ TEST_F(Watcher, StopCancelsAHandoverTheMainThreadHasNotTaken) {
   StartListening(path_);
   AppendToFile(path_);
   // Logged just before the task hands over and blocks.
-  ASSERT_TRUE(log_.WaitFor(" vs " + LoggedDate(path_) + "\n")) << log_.Text();
+  ASSERT_TRUE(log_.WaitFor(" vs " + qbfa_test::WatcherLoggedDate(path_) + "\n")) << log_.Text();
   QBFA_StopWatcher();
   EXPECT_EQ(UnjoinedTaskCount(), 0u);
   release.set_value();

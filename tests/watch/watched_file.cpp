@@ -1,10 +1,12 @@
-#include "tests/watch/inotify_watches.h"
+#include "tests/watch/watched_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <string>
 #include <thread>
 
 namespace qbfa_test {
@@ -30,6 +32,10 @@ int InotifyWatchCount(const std::string& process) {
   return count;
 }
 
+bool Later(const struct timespec& a, const struct timespec& b) {
+  return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec > b.tv_nsec);
+}
+
 }  // namespace
 
 bool WaitForInotifyWatches(pid_t pid, int count, std::chrono::milliseconds patience) {
@@ -41,6 +47,29 @@ bool WaitForInotifyWatches(pid_t pid, int count, std::chrono::milliseconds patie
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   return true;
+}
+
+std::string WatcherLoggedDate(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0)
+    return "(no file)";
+  constexpr int64_t kUnixTo2001 = 978307200;
+  double seconds = static_cast<double>(status.st_mtim.tv_sec - kUnixTo2001) +
+                   static_cast<double>(status.st_mtim.tv_nsec) / 1e9;
+  char text[64];
+  std::snprintf(text, sizeof text, "%f", seconds);
+  return text;
+}
+
+void AwaitFileClockPast(const std::string& folder, const struct timespec& date) {
+  const std::string clock = folder + "/.clock";
+  struct stat now = {};
+  do {
+    close(open(clock.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600));
+    if (stat(clock.c_str(), &now) != 0)
+      break;
+  } while (!Later(now.st_mtim, date));
+  unlink(clock.c_str());
 }
 
 }  // namespace qbfa_test
