@@ -24,7 +24,8 @@ bool IsContainer(const Object* object) {
 
 // Reference counting with synchronous cycle collection (trial deletion after
 // Bacon and Rajan). Only arrays and dictionaries can close a cycle, so only
-// they become candidates; strings, booleans and URLs are freed at zero at once.
+// they become candidates, and only once they hold one of their kind (see
+// Release); strings, booleans and URLs are freed at zero at once.
 //
 // Freeing is iterative: a release that drops the last reference queues the
 // object, and the outermost release drains the queue, so a long chain of
@@ -53,7 +54,14 @@ class CycleCollector {
     }
     if (--object->count_ == 0) {
       pending_.push_back(object);
-    } else if (IsContainer(object)) {
+    } else if (object->holds_container_) {
+      // A garbage cycle is cut off from the rest by a decrement that lands
+      // on one of its members and leaves it above zero; at that moment each
+      // member holds the next one, a container. So a container that has
+      // never held one is in no cycle yet, and should it join one later, the
+      // decrement that cuts that cycle off lands on a member holding a
+      // container then. Rows of plain values, most of a set tree, are thus
+      // never buffered.
       PossibleRoot(object);
     }
     if (busy_)
@@ -333,8 +341,11 @@ Ref<Array> Array::Create() {
 }
 
 void Array::Append(Ref<Object> value) {
-  if (value)
-    items_.push_back(std::move(value));
+  if (!value)
+    return;
+  if (IsContainer(value.get()))
+    MarkHoldsContainer();
+  items_.push_back(std::move(value));
 }
 
 namespace {
@@ -435,6 +446,8 @@ Dictionary* Dictionary::GetDictionary(std::string_view key) const {
 void Dictionary::Set(std::string_view key, Ref<Object> value) {
   if (!value)
     return;
+  if (IsContainer(value.get()))
+    MarkHoldsContainer();
   if (index_) {
     auto found = index_->positions.find(key);
     if (found != index_->positions.end()) {

@@ -102,6 +102,8 @@ class Object {
  protected:
   explicit Object(TypeID type) : type_(type) {}
   virtual ~Object() = default;
+  // For containers: one has been stored in this one.
+  void MarkHoldsContainer() { holds_container_ = true; }
 
  private:
   friend void Retain(Object*);
@@ -117,6 +119,8 @@ class Object {
   uint32_t count_ = 0;
   uint8_t color_ = 0;
   bool buffered_ = false;
+  // Never cleared: "has held", which is all the collector needs to know.
+  bool holds_container_ = false;
 };
 
 // Immutable text, always well-formed UTF-8.

@@ -219,6 +219,13 @@ TEST_F(CollectorTest, FreesDroppedCycles) {
     Ref<Array> grandchildren = Array::Create();
     child->Set("Children", grandchildren);
     grandchildren->Append(set);
+
+    // Released above zero while it held no container, so no candidate
+    // then; the cycle it joins afterwards must still be found.
+    Ref<Array> late = Array::Create(), partner = Array::Create();
+    { Ref<Array> another = late; }
+    late->Append(partner);
+    partner->Append(late);
   }
   EXPECT_EQ(Extra(), 0u);
 }
