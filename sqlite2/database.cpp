@@ -93,6 +93,8 @@ Status Database::BeginSnapshot(std::chrono::milliseconds busy_wait) {
   format::Pager& pager = *snapshot_->pager();
   if (schema_loaded_ && pager.header().schema_cookie == schema_.cookie())
     return Status::Ok();
+  statements_.Clear();
+  ++schema_loads_;
   Status status = Schema::Load(pager, &schema_);
   if (status.ok())
     status = format::RequireUpgradedFormat(pager.header());
@@ -101,32 +103,79 @@ Status Database::BeginSnapshot(std::chrono::milliseconds busy_wait) {
 }
 
 Status Database::Execute(std::string_view sql, const RowHandler& on_row) {
-  sql::StatementReader reader(sql);
-  for (;;) {
-    std::optional<sql::SelectStatement> statement;
-    if (Status status = reader.Next(&statement); !status.ok() || !statement)
+  for (size_t pos = sql::StatementStart(sql, 0); pos < sql.size();) {
+    size_t end = 0;
+    if (Status status = RunStatement(sql, pos, on_row, &end); !status.ok())
       return status;
-    if (Status status = Run(*statement, on_row); !status.ok())
-      return status;
+    pos = sql::StatementStart(sql, end);
   }
+  return Status::Ok();
 }
 
-Status Database::Run(const sql::SelectStatement& statement, const RowHandler& on_row) {
+namespace {
+
+Status Parse(std::string_view text, std::optional<sql::SelectStatement>* parsed) {
+  sql::StatementReader reader(text);
+  return reader.Next(parsed);
+}
+
+}  // namespace
+
+Status Database::RunStatement(std::string_view sql, size_t begin, const RowHandler& on_row,
+                              size_t* end) {
+  // A statement is parsed before the lock is taken, so that a syntax error
+  // is reported whatever the lock; one met before parsed already.
+  Literals literals;
+  std::shared_ptr<const PreparedSelect> statement = statements_.Find(sql, begin, &literals, end);
+  std::optional<sql::StatementShape> shape;
+  std::optional<sql::SelectStatement> parsed;
+  if (!statement) {
+    shape = sql::ShapeStatement(sql, begin);
+    *end = begin + shape->text.size();
+    if (Status status = Parse(shape->text, &parsed); !status.ok() || !parsed)
+      return status;
+  }
+  const uint64_t schema_loads = schema_loads_;
   StatementScope scope(this);
   if (!scope.status().ok())
     return scope.status();
-  std::unique_ptr<Query> query;
+  // A statement is resolved against the schema, which taking the lock may
+  // just have reloaded.
+  if (!statement || schema_loads_ != schema_loads) {
+    if (!shape)
+      shape = sql::ShapeStatement(sql, begin);
+    if (Status status = Prepare(*shape, &parsed, &statement, &literals); !status.ok())
+      return status;
+  }
+  return Run(*statement, std::move(literals), on_row);
+}
+
+Status Database::Prepare(const sql::StatementShape& shape,
+                         std::optional<sql::SelectStatement>* parsed,
+                         std::shared_ptr<const PreparedSelect>* statement, Literals* literals) {
+  if (!*parsed) {
+    if (Status status = Parse(shape.text, parsed); !status.ok() || !*parsed)
+      return status;
+  }
+  std::unique_ptr<const PreparedSelect> prepared;
+  if (Status status = PreparedSelect::Prepare(schema_, **parsed, &prepared); !status.ok())
+    return status;
+  *literals = prepared->literals();
+  *statement = std::move(prepared);
+  statements_.Keep(shape, *statement);
+  return Status::Ok();
+}
+
+Status Database::Run(const PreparedSelect& statement, Literals literals, const RowHandler& on_row) {
   // Only a nested statement can reuse a hash: the outermost one's lock,
   // and the hashes with it, end with the statement.
   ColumnHashes* hashes = running_statements_ > 1 ? snapshot_->hashes() : nullptr;
-  if (Status status = Query::Prepare(schema_, snapshot_->pager(), statement, hashes, &query);
-      !status.ok())
-    return status;
+  Query query(statement, std::move(literals), snapshot_->pager(), hashes);
   for (;;) {
     bool has_row = false;
-    if (Status status = query->Step(&has_row); !status.ok() || !has_row)
+    if (Status status = query.Step(&has_row); !status.ok() || !has_row)
       return status;
-    if (on_row && !on_row(*query))
+    if (on_row && !on_row(query))
       return Status::Error(SQLITE_ABORT, "");
   }
 }

@@ -12,11 +12,14 @@
 // a 2.8 reader takes (see snapshot.h), re-reads page 1, reloads the schema
 // when its cookie has moved, and lets go of the lock and every cached page
 // when it ends. A statement run from inside another's row handler shares
-// that snapshot, so nested reads never disturb the outer one.
+// that snapshot, so nested reads never disturb the outer one. Statements
+// are prepared once per shape (statement_shape.h) and schema, so running
+// the same lookup with other strings costs no parsing or planning.
 #ifndef SQLITE2_DATABASE_H_
 #define SQLITE2_DATABASE_H_
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -24,10 +27,13 @@
 
 #include "sqlite2/format/page_source.h"
 #include "sqlite2/format/pager.h"
+#include "sqlite2/prepared_select.h"
 #include "sqlite2/query.h"
 #include "sqlite2/schema.h"
 #include "sqlite2/snapshot.h"
 #include "sqlite2/sql/statement.h"
+#include "sqlite2/sql/statement_shape.h"
+#include "sqlite2/statement_cache.h"
 #include "sqlite2/status.h"
 
 namespace sqlite2 {
@@ -58,7 +64,14 @@ class Database {
   class StatementScope;
 
   Database() = default;
-  Status Run(const sql::SelectStatement& statement, const RowHandler& on_row);
+  // Runs the statement that begins at `begin` of `sql`; `end` gets where
+  // it ends.
+  Status RunStatement(std::string_view sql, size_t begin, const RowHandler& on_row, size_t* end);
+  // Prepares the statement from `parsed` (parsed here when not yet) and
+  // keeps it; `literals` gets the values of its literals as written.
+  Status Prepare(const sql::StatementShape& shape, std::optional<sql::SelectStatement>* parsed,
+                 std::shared_ptr<const PreparedSelect>* statement, Literals* literals);
+  Status Run(const PreparedSelect& statement, Literals literals, const RowHandler& on_row);
   // Takes the snapshot an outermost statement reads and brings the schema
   // up to date in it.
   Status BeginSnapshot(std::chrono::milliseconds busy_wait);
@@ -68,6 +81,9 @@ class Database {
   std::unique_ptr<Snapshot> snapshot_;  // while a statement runs
   Schema schema_;
   bool schema_loaded_ = false;
+  // Statements resolved against schema_, emptied whenever it is loaded.
+  StatementCache statements_;
+  uint64_t schema_loads_ = 0;
   int running_statements_ = 0;
 };
 

@@ -1,20 +1,5 @@
-// One SELECT statement, resolved against the schema and stepping through
-// its rows.
-//
-// How the rows are found decides their order, and the order is the
-// library's:
-//  1. an equality between the rowid (or the INTEGER PRIMARY KEY column)
-//     and a literal looks that one row up;
-//  2. otherwise the index that serves the WHERE clause best is walked:
-//     the most leading columns held equal to literals, then a range on the
-//     next column (an upper bound counting for less than a lower one); on
-//     equal merit the newest index wins. Rows come in that index's key
-//     order, and the terms it answers are not tested again;
-//  3. otherwise the table is scanned in rowid order - or, for a statement
-//     nested in another that has column hashes to offer (column_hash.h),
-//     an equality with a literal is looked up in the hash, which gives
-//     the rows a scan would, in the same order.
-// Every other term of the top-level AND is tested on each row.
+// One run of a prepared SELECT statement (prepared_select.h) with the
+// values of its literals, stepping through its rows.
 #ifndef SQLITE2_QUERY_H_
 #define SQLITE2_QUERY_H_
 
@@ -30,8 +15,7 @@
 #include "sqlite2/format/pager.h"
 #include "sqlite2/format/record.h"
 #include "sqlite2/format/table_cursor.h"
-#include "sqlite2/schema.h"
-#include "sqlite2/sql/statement.h"
+#include "sqlite2/prepared_select.h"
 #include "sqlite2/status.h"
 
 namespace sqlite2 {
@@ -41,22 +25,19 @@ using RowValues = std::vector<std::optional<std::string_view>>;
 
 class Query {
  public:
-  // Resolves the statement's names: "no such table: X" and "no such
-  // column: X" come from here, before anything is read. `schema`, `pager`
-  // and `hashes` (null when none may be built) must outlive the query.
-  static Status Prepare(const Schema& schema, format::Pager* pager,
-                        const sql::SelectStatement& statement, ColumnHashes* hashes,
-                        std::unique_ptr<Query>* out);
+  // `literals` holds a value for each of the statement's slots. The
+  // statement, `pager` and `hashes` (null when none may be built) must
+  // outlive the query.
+  Query(const PreparedSelect& statement, Literals literals, format::Pager* pager,
+        ColumnHashes* hashes);
   ~Query();
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
-  // Result column names: the alias, else the column's declared name for
-  // '*', else the expression as typed.
-  const std::vector<std::string>& column_names() const { return names_; }
-  // Declared types ("INTEGER" for the rowid, NUMERIC or TEXT for a
-  // literal); nullopt for a column declared without one.
-  const std::vector<std::optional<std::string>>& column_types() const { return types_; }
+  const std::vector<std::string>& column_names() const { return statement_.column_names(); }
+  const std::vector<std::optional<std::string>>& column_types() const {
+    return statement_.column_types();
+  }
 
   // Moves to the next row. Rows before an error stay delivered; after it
   // every call fails the same way.
@@ -65,25 +46,15 @@ class Query {
   const RowValues& row() const { return row_; }
 
  private:
-  struct Operand;
-  struct Condition;
-  struct Constraint;
-  struct Plan;
+  using Operand = PreparedSelect::Operand;
+  using Condition = PreparedSelect::Condition;
+  using Plan = PreparedSelect::Plan;
 
-  Query();
-  Status Bind(const Schema& schema, const sql::SelectStatement& statement);
-  Status BindResultColumn(const sql::ResultColumn& column);
-  Status BindOperand(const sql::Expr& expr, Operand* out) const;
-  Status BindCondition(const sql::Expr& expr, std::unique_ptr<Condition>* out) const;
-  // The top-level AND terms of a WHERE clause.
-  static void SplitAnd(std::unique_ptr<Condition> condition,
-                       std::vector<std::unique_ptr<Condition>>* terms);
-  // Whether `name` is how the statement refers to its table.
-  bool NamesTable(std::string_view name) const;
-  void ChoosePlan(std::vector<std::unique_ptr<Condition>> terms);
-  static std::vector<Constraint> Constraints(const std::vector<std::unique_ptr<Condition>>& terms);
-  // Marks the terms the chosen access path answers in `answered`.
-  void PlanTable(const std::vector<Constraint>& constraints, std::vector<bool>* answered);
+  // How this run finds its rows: the statement's plan with this run's
+  // literals in place.
+  enum class Access { kNoTable, kScan, kRowid, kIndex, kHash, kNothing };
+  void ChooseAccess();
+  void ChooseIndexRange();
 
   // Moves to the next candidate row of the plan and loads its values.
   Status Advance(bool* loaded);
@@ -93,15 +64,17 @@ class Query {
   std::optional<std::string_view> Value(const Operand& operand) const;
   std::optional<bool> Evaluate(const Condition& condition) const;
 
-  format::Pager* pager_ = nullptr;
-  ColumnHashes* hashes_ = nullptr;
-  const TableInfo* table_ = nullptr;  // null for a SELECT without FROM
-  std::optional<std::string> table_alias_;
-  std::vector<std::string> names_;
-  std::vector<std::optional<std::string>> types_;
-  std::vector<Operand> results_;
-  std::vector<std::unique_ptr<Condition>> filters_;
-  std::unique_ptr<Plan> plan_;
+  const PreparedSelect& statement_;
+  const TableInfo* table_;
+  const Literals literals_;
+  format::Pager* pager_;
+  ColumnHashes* hashes_;
+
+  Access access_ = Access::kScan;
+  int32_t rowid_ = 0;  // kRowid
+  // kIndex: the encoded fields held equal, and the range on the next column.
+  std::string prefix_;
+  std::optional<std::string> lower_, upper_;  // prefix + the bound's field
 
   std::unique_ptr<format::TableCursor> rows_;
   std::unique_ptr<format::BtreeCursor> index_;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "sqlite2/sqlite.h"
 
@@ -45,7 +46,7 @@ void AppendC(const Directive& directive, char conversion, const char* length, T 
   out->append(text);
 }
 
-void AppendPadded(const Directive& directive, const std::string& text, std::string* out) {
+void AppendPadded(const Directive& directive, std::string_view text, std::string* out) {
   const size_t width = directive.width > 0 ? static_cast<size_t>(directive.width) : 0;
   const size_t pad = text.size() < width ? width - text.size() : 0;
   const bool left = directive.flags.find('-') != std::string::npos;
@@ -125,9 +126,12 @@ void AppendUnsigned(const Directive& directive, char conversion, Args* args, std
 // NUL, which ends the text as C sees it, and formatting goes on after it.
 std::string FormatArgs(const char* format, Args* args) {
   std::string out;
+  out.reserve(std::strlen(format) + 32);
   for (const char* p = format; *p != '\0'; ++p) {
     if (*p != '%') {
-      out.push_back(*p);
+      const char* run_end = p + std::strcspn(p, "%");
+      out.append(p, run_end);
+      p = run_end - 1;
       continue;
     }
     Directive directive;
@@ -166,9 +170,9 @@ std::string FormatArgs(const char* format, Args* args) {
       }
       case 's': {
         const char* text = va_arg(args->list, const char*);
-        std::string value = text != nullptr ? text : "";
+        std::string_view value = text != nullptr ? text : "";
         if (directive.precision >= 0 && value.size() > static_cast<size_t>(directive.precision))
-          value.resize(static_cast<size_t>(directive.precision));
+          value = value.substr(0, static_cast<size_t>(directive.precision));
         AppendPadded(directive, value, &out);
         break;
       }

@@ -51,7 +51,7 @@ Status BtreeCursor::Push(PageNumber number, bool is_root, bool remember) {
     return Status::Corrupt();
   }
   Frame frame;
-  frame.page = pager_->FindInterior(number);
+  frame.page = pager_->FindDecoded(number);
   if (frame.page == nullptr) {
     PageRef bytes;
     Status status = pager_->GetPage(number, &bytes);
@@ -65,8 +65,8 @@ Status BtreeCursor::Push(PageNumber number, bool is_root, bool remember) {
       return status;
     }
     // Only pages with cells: an empty page passes as a root and fails as a child.
-    if (page->right_child != 0 && !page->cells.empty()) {
-      pager_->KeepInterior(page);
+    if (!page->cells.empty()) {
+      pager_->KeepDecoded(page);
     }
     frame.page = std::move(page);
   }

@@ -47,13 +47,13 @@ Status Pager::GetPage(PageNumber number, PageRef* out) {
   return Status::Ok();
 }
 
-std::shared_ptr<const BtreePage> Pager::FindInterior(PageNumber number) const {
-  auto it = interior_.find(number);
-  return it == interior_.end() ? nullptr : it->second;
+std::shared_ptr<const BtreePage> Pager::FindDecoded(PageNumber number) const {
+  auto it = decoded_.find(number);
+  return it == decoded_.end() ? nullptr : it->second;
 }
 
-void Pager::KeepInterior(std::shared_ptr<const BtreePage> page) {
-  interior_[page->number] = std::move(page);
+void Pager::KeepDecoded(std::shared_ptr<const BtreePage> page) {
+  decoded_[page->number] = std::move(page);
 }
 
 }  // namespace sqlite2::format

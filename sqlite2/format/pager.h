@@ -28,7 +28,7 @@ class Pager {
   Status Refresh();
   void DropCache() {
     cache_.clear();
-    interior_.clear();
+    decoded_.clear();
   }
 
   uint32_t page_count() const { return page_count_; }
@@ -38,20 +38,20 @@ class Pager {
   // Page `number`; a page beyond the end is all zeros. Page 0 is corrupt.
   Status GetPage(PageNumber number, PageRef* out);
 
-  // Interior B-tree pages, decoded and checked, until the cache is dropped.
-  // Every seek in a tree passes through the same few of them, so keeping
-  // them spares each lookup most of its decoding; leaves, nearly all of the
-  // pages, are decoded as they are entered, so memory stays at the page
-  // cache's.
-  std::shared_ptr<const BtreePage> FindInterior(PageNumber number) const;
-  void KeepInterior(std::shared_ptr<const BtreePage> page);
+  // B-tree pages, decoded and checked, until the cache is dropped. Every
+  // seek in a tree passes through the same few interior pages, and the
+  // font reader's lookups come back to the same leaves, so keeping them
+  // spares each lookup its decoding; a decoded page costs a fraction of
+  // its bytes, which the page cache holds anyway.
+  std::shared_ptr<const BtreePage> FindDecoded(PageNumber number) const;
+  void KeepDecoded(std::shared_ptr<const BtreePage> page);
 
  private:
   PageSource* source_;
   uint32_t page_count_ = 0;
   FileHeader header_;
   std::unordered_map<PageNumber, PageRef> cache_;
-  std::unordered_map<PageNumber, std::shared_ptr<const BtreePage>> interior_;
+  std::unordered_map<PageNumber, std::shared_ptr<const BtreePage>> decoded_;
 };
 
 }  // namespace sqlite2::format

@@ -101,6 +101,13 @@ std::nullptr_t StatementReader::Fail(const Token& token) {
   return nullptr;
 }
 
+std::unique_ptr<Expr> StatementReader::MakeLiteral(Expr::Kind kind, std::string value,
+                                                   const Token& token) const {
+  auto e = MakeValue(kind, std::move(value), std::string(token.text));
+  e->offset = static_cast<size_t>(token.text.data() - sql_.data());
+  return e;
+}
+
 std::string StatementReader::SpanFrom(const Token& first) const {
   const char* begin = first.text.data();
   return std::string(begin, static_cast<size_t>(std::max(last_taken_end_, begin) - begin));
@@ -341,13 +348,13 @@ std::unique_ptr<Expr> StatementReader::ParsePrimary() {
     case TokenKind::kInteger:
     case TokenKind::kFloat:
       Take();
-      return MakeValue(Kind::kNumber, std::string(first.text), std::string(first.text));
+      return MakeLiteral(Kind::kNumber, std::string(first.text), first);
     case TokenKind::kString:
       Take();
       if (Peek().kind == TokenKind::kDot)
         return ParseName(first, /*allow_star=*/false);
       {
-        auto e = MakeValue(Kind::kString, Dequote(first.text), std::string(first.text));
+        auto e = MakeLiteral(Kind::kString, Dequote(first.text), first);
         e->double_quoted = first.text[0] == '"';
         return e;
       }
@@ -356,7 +363,7 @@ std::unique_ptr<Expr> StatementReader::ParsePrimary() {
   }
   if (first.Is("NULL")) {
     Take();
-    return MakeValue(Kind::kNull, "", std::string(first.text));
+    return MakeLiteral(Kind::kNull, "", first);
   }
   if (!IsNameToken(first))
     return Fail(first);

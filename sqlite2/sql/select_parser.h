@@ -60,6 +60,8 @@ class StatementReader {
   std::unique_ptr<Expr> ParseName(const Token& first, bool allow_star);
   std::unique_ptr<Expr> MakeComparison(const Token& at, CompareOp op, std::unique_ptr<Expr> left,
                                        std::unique_ptr<Expr> right);
+  // A literal made from `token`, which knows where it was written.
+  std::unique_ptr<Expr> MakeLiteral(Expr::Kind kind, std::string value, const Token& token) const;
   // The text of `sql_` from the start of `first` to the end of the last
   // token taken.
   std::string SpanFrom(const Token& first) const;

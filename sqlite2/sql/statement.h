@@ -3,6 +3,7 @@
 #ifndef SQLITE2_SQL_STATEMENT_H_
 #define SQLITE2_SQL_STATEMENT_H_
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,6 +42,9 @@ struct Expr {
   std::string written;
   // The whole expression as typed; an unnamed result column takes it.
   std::string span;
+  // kString, kNumber, kNull: where the literal starts in the statement's
+  // text, which lets a cached statement take new values for its literals.
+  size_t offset = 0;
 
   CompareOp op = CompareOp::kEq;  // kCompare
   std::unique_ptr<Expr> left;     // kCompare, kAnd, kOr; the operand of the others

@@ -1,8 +1,9 @@
 #include "sqlite2/sql/tokenizer.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
-#include <unordered_map>
+#include <vector>
 
 namespace sqlite2::sql {
 namespace {
@@ -58,25 +59,31 @@ bool Contains(const std::string_view (&words)[N], std::string_view word) {
 }
 
 // Every word of every statement is classified, the plug-in's thousands of
-// font lookups included: one hash lookup of the word in upper case instead
-// of a comparison with each keyword.
+// font lookups included: the keywords are filed by first letter, so a
+// word is compared with the few that start like it.
 TokenKind WordKind(std::string_view word) {
   constexpr size_t kLongestKeyword = 11;  // TRANSACTION
-  if (word.size() > kLongestKeyword)
+  const unsigned char first = static_cast<unsigned char>(word[0]) & ~0x20;
+  if (word.size() > kLongestKeyword || first < 'A' || first > 'Z')
     return TokenKind::kId;
-  char upper[kLongestKeyword];
-  for (size_t i = 0; i < word.size(); ++i)
-    upper[i] = word[i] >= 'a' && word[i] <= 'z' ? static_cast<char>(word[i] - 32) : word[i];
-  static const auto* const kKinds = [] {
-    auto* kinds = new std::unordered_map<std::string_view, TokenKind>();
-    for (std::string_view keyword : kKeywords)
-      kinds->emplace(keyword, TokenKind::kKeyword);
-    for (std::string_view keyword : kJoinKeywords)
-      (*kinds)[keyword] = TokenKind::kJoinKeyword;
-    return kinds;
+  struct Keyword {
+    std::string_view text;
+    TokenKind kind;
+  };
+  static const auto* const kByLetter = [] {
+    auto* by_letter = new std::array<std::vector<Keyword>, 26>();
+    for (std::string_view keyword : kKeywords) {
+      const bool join = Contains(kJoinKeywords, keyword);
+      (*by_letter)[keyword[0] - 'A'].push_back(
+          {keyword, join ? TokenKind::kJoinKeyword : TokenKind::kKeyword});
+    }
+    return by_letter;
   }();
-  auto found = kKinds->find(std::string_view(upper, word.size()));
-  return found == kKinds->end() ? TokenKind::kId : found->second;
+  for (const Keyword& keyword : (*kByLetter)[first - 'A']) {
+    if (EqualsIgnoringCase(keyword.text, word))
+      return keyword.kind;
+  }
+  return TokenKind::kId;
 }
 
 // The byte at `pos`, or NUL past the end, so that the scanning below reads

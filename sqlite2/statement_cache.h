@@ -1,0 +1,55 @@
+// Prepared statements, kept for as long as the schema they were resolved
+// against stays loaded, and found again by their text: a kept statement
+// serves any text equal to its own but for its parameters
+// (sql/statement_shape.h).
+#ifndef SQLITE2_STATEMENT_CACHE_H_
+#define SQLITE2_STATEMENT_CACHE_H_
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sqlite2/prepared_select.h"
+#include "sqlite2/sql/statement_shape.h"
+
+namespace sqlite2 {
+
+class StatementCache {
+ public:
+  // Enough for every statement the plug-in runs and a session of ad hoc
+  // ones; a full cache starts over.
+  static constexpr size_t kCapacity = 64;
+
+  // The kept statement whose text begins at `begin` of `sql` (a
+  // StatementStart()), the values of its literals there, and where the
+  // statement ends; null when none is kept.
+  std::shared_ptr<const PreparedSelect> Find(std::string_view sql, size_t begin, Literals* literals,
+                                             size_t* end) const;
+  // Keeps `statement`, prepared from `shape`'s own text, when each of the
+  // shape's parameters is one of its literals - which a string followed by
+  // a dot, say, is not.
+  void Keep(const sql::StatementShape& shape, std::shared_ptr<const PreparedSelect> statement);
+  void Clear() { entries_.clear(); }
+
+ private:
+  struct Entry {
+    std::shared_ptr<const PreparedSelect> statement;
+    // The text around the parameters: one more piece than parameters.
+    std::vector<std::string> pieces;
+    std::vector<size_t> parameter_slots;  // the slot of each parameter
+    // Whether the text ran to the end of the input rather than to a ';'.
+    bool to_end = false;
+  };
+  // Whether `entry` matches the text at `begin`; if so the parameters'
+  // values go to `literals`.
+  static bool Matches(const Entry& entry, std::string_view sql, size_t begin, Literals* literals,
+                      size_t* end);
+
+  std::vector<Entry> entries_;
+};
+
+}  // namespace sqlite2
+
+#endif  // SQLITE2_STATEMENT_CACHE_H_
