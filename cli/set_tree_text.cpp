@@ -39,7 +39,7 @@ std::string_view KindName(const cf::Object& value) {
 
 std::string TextOf(const cf::Dictionary& dictionary, std::string_view key) {
   const cf::String* value = dictionary.GetString(key);
-  return value != nullptr ? value->utf8() : std::string();
+  return value != nullptr ? std::string(value->utf8()) : std::string();
 }
 
 void AppendLine(int depth, std::string_view text, std::string* out) {

@@ -116,7 +116,7 @@ class Describer {
     if (!object)
       return "(null)";
     if (const String* string = object->AsString())
-      return string->utf8();
+      return std::string(string->utf8());
     Append(object, 0);
     return std::move(out_);
   }

@@ -52,20 +52,21 @@ std::optional<std::string> HomeFolderOfUser(std::string_view name) {
 }
 
 cf::Ref<cf::String> StringByExpandingTildeInPath(const cf::String& path) {
-  const std::string& text = path.utf8();
+  const std::string_view text = path.utf8();
   if (!path.HasPrefix("~"))
     return cf::String::Create(text);
   size_t slash = text.find('/');
   std::string_view user =
-      std::string_view(text).substr(1, slash == std::string::npos ? std::string::npos : slash - 1);
+      text.substr(1, slash == std::string_view::npos ? std::string_view::npos : slash - 1);
   std::optional<std::string> home = user.empty() ? CurrentUserHomeFolder() : HomeFolderOfUser(user);
   if (!home)
     return cf::String::Create(text);
   // "/home/me/" and "~/x" must not give a doubled slash; a home of "/" leaves "".
   while (!home->empty() && home->back() == '/')
     home->pop_back();
-  std::string rest = slash == std::string::npos ? std::string() : text.substr(slash);
+  const std::string_view rest = slash == std::string_view::npos ? "" : text.substr(slash);
   if (home->empty() && rest.empty())
     return cf::String::Create("/");
-  return cf::String::Create(*home + rest);
+  home->append(rest);
+  return cf::String::Create(*home);
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <new>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -295,23 +297,23 @@ const URL* Object::AsURL() const {
 Ref<String> String::Create(std::string_view utf8) {
   if (!IsWellFormedUtf8(utf8))
     return nullptr;
+  void* block = ::operator new(sizeof(String) + utf8.size() + 1);
+  String* string = ::new (block) String(utf8.size());
+  std::memcpy(string->text(), utf8.data(), utf8.size());
+  string->text()[utf8.size()] = '\0';
   ++live_objects;
-  return Ref<String>(new String(std::string(utf8)));
+  return Ref<String>(string);
 }
 
 size_t String::length() const {
   size_t units = 0;
-  for (unsigned char byte : utf8_) {
+  for (unsigned char byte : utf8()) {
     if ((byte & 0xC0) != 0x80)
       ++units;  // Each code point starts one unit...
     if (byte >= 0xF0)
       ++units;  // ...and those past U+FFFF take a surrogate pair.
   }
   return units;
-}
-
-bool String::HasPrefix(std::string_view prefix) const {
-  return utf8_.starts_with(prefix);
 }
 
 // Boolean

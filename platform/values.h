@@ -28,7 +28,7 @@
 
 namespace cf {
 
-enum class TypeID { kString, kBoolean, kArray, kDictionary, kURL };
+enum class TypeID : uint8_t { kString, kBoolean, kArray, kDictionary, kURL };
 
 class Object;
 void Retain(Object* object);
@@ -116,29 +116,37 @@ class Object {
   virtual void DropChildren() {}
 
   const TypeID type_;
-  uint32_t count_ = 0;
   uint8_t color_ = 0;
   bool buffered_ = false;
   // Never cleared: "has held", which is all the collector needs to know.
   bool holds_container_ = false;
+  uint32_t count_ = 0;
 };
 
-// Immutable text, always well-formed UTF-8.
+// Immutable text, always well-formed UTF-8. The text lives in the same
+// block as the object, right after it: one allocation per string.
 class String final : public Object {
  public:
   // Null when `utf8` is not well-formed UTF-8 (overlong forms, surrogates and
   // code points past U+10FFFF included).
   static Ref<String> Create(std::string_view utf8);
 
-  const std::string& utf8() const { return utf8_; }
+  std::string_view utf8() const { return {text(), size_}; }
+  // The text followed by a NUL.
+  const char* c_str() const { return text(); }
   // Length in UTF-16 units, as the platform's strings count it.
   size_t length() const;
-  bool empty() const { return utf8_.empty(); }
-  bool HasPrefix(std::string_view prefix) const;
+  bool empty() const { return size_ == 0; }
+  bool HasPrefix(std::string_view prefix) const { return utf8().starts_with(prefix); }
+
+  // Frees the block Create allocated, text included.
+  static void operator delete(void* block) { ::operator delete(block); }
 
  private:
-  explicit String(std::string utf8) : Object(TypeID::kString), utf8_(std::move(utf8)) {}
-  std::string utf8_;
+  explicit String(size_t size) : Object(TypeID::kString), size_(size) {}
+  const char* text() const { return reinterpret_cast<const char*>(this + 1); }
+  char* text() { return reinterpret_cast<char*>(this + 1); }
+  const size_t size_;
 };
 
 // The two booleans; every true is the same object.

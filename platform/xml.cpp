@@ -94,8 +94,8 @@ bool Writable(std::string_view text) {
 PlistPtr Build(const cf::Object* object) {
   switch (object->type()) {
     case cf::TypeID::kString: {
-      const std::string& text = object->AsString()->utf8();
-      return Writable(text) ? PlistPtr(plist_new_string(text.c_str())) : nullptr;
+      const cf::String* text = object->AsString();
+      return Writable(text->utf8()) ? PlistPtr(plist_new_string(text->c_str())) : nullptr;
     }
     case cf::TypeID::kBoolean:
       return PlistPtr(plist_new_bool(object->AsBoolean()->value()));

@@ -17,9 +17,9 @@ namespace {
 // size is zero, which stands for a buffer that could not be had.
 std::vector<char> IDAsCString(const cf::String& fontID) {
   std::vector<char> buffer(3 * fontID.length(), '\0');
-  const std::string& utf8 = fontID.utf8();
-  if (utf8.size() + 1 <= buffer.size())
-    std::memcpy(buffer.data(), utf8.c_str(), utf8.size() + 1);
+  const size_t size = fontID.utf8().size();
+  if (size + 1 <= buffer.size())
+    std::memcpy(buffer.data(), fontID.c_str(), size + 1);
   return buffer;
 }
 

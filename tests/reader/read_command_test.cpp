@@ -131,7 +131,7 @@ class TreeChecker {
   void Set(const cf::Dictionary& set) {
     const cf::String* id = set.GetString(kIDColumn);
     ASSERT_NE(id, nullptr);
-    if (!seen_.insert(id->utf8()).second)
+    if (!seen_.emplace(id->utf8()).second)
       return;
     ++totals_.sets;
     NoEmptyStrings(set);

@@ -49,8 +49,8 @@ class Relationships : public testing::Test {
     std::vector<std::string> out;
     if (const cf::Array* array = Set(id)->GetArray(key)) {
       for (const auto& item : *array) {
-        out.push_back(item->AsString() ? item->AsString()->utf8()
-                                       : item->AsDictionary()->GetString("id")->utf8());
+        out.emplace_back(item->AsString() ? item->AsString()->utf8()
+                                          : item->AsDictionary()->GetString("id")->utf8());
       }
     }
     return out;

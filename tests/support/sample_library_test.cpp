@@ -26,14 +26,15 @@ std::map<std::string, std::vector<std::string>> TopLevelSets(int version) {
   cf::Ref<cf::Object> tree = CFPropertyListCreateFromXMLData(read.out);
   std::map<std::string, std::vector<std::string>> sets;
   for (const cf::Ref<cf::Object>& set : *tree->AsArray()) {
-    std::vector<std::string>& lines = sets[set->AsDictionary()->GetString("SetName")->utf8()];
+    std::vector<std::string>& lines =
+        sets[std::string(set->AsDictionary()->GetString("SetName")->utf8())];
     if (const cf::Array* children = set->AsDictionary()->GetArray("Children")) {
       for (const cf::Ref<cf::Object>& child : *children)
-        lines.push_back("+ " + child->AsDictionary()->GetString("SetName")->utf8());
+        lines.push_back("+ " + std::string(child->AsDictionary()->GetString("SetName")->utf8()));
     }
     if (const cf::Array* fonts = set->AsDictionary()->GetArray("Fonts")) {
       for (const cf::Ref<cf::Object>& font : *fonts)
-        lines.push_back(font->AsDictionary()->GetString("kQBFontInfoPostScriptName")->utf8());
+        lines.emplace_back(font->AsDictionary()->GetString("kQBFontInfoPostScriptName")->utf8());
     }
   }
   return sets;
