@@ -345,8 +345,7 @@ Ref<Array> Array::Create() {
 void Array::Append(Ref<Object> value) {
   if (!value)
     return;
-  if (IsContainer(value.get()))
-    MarkHoldsContainer();
+  NoteChild(*value);
   items_.push_back(std::move(value));
 }
 
@@ -391,20 +390,24 @@ void Array::DropChildren() {
   items_.clear();
 }
 
+// Key
+
+Key::Key(std::string_view text)
+    : block_(static_cast<Block*>(::operator new(sizeof(Block) + text.size() + 1))) {
+  block_->count = 1;
+  block_->size = text.size();
+  char* out = reinterpret_cast<char*>(block_ + 1);
+  std::memcpy(out, text.data(), text.size());
+  out[text.size()] = '\0';
+}
+
 // Dictionary
 
-namespace {
-
-struct KeyHash {
-  using is_transparent = void;
-  size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
-};
-
-}  // namespace
-
+// Looks keys up by their text. The views point into the entries' keys,
+// whose text stays where it is for as long as the entry holds the key.
 class Dictionary::Index {
  public:
-  std::unordered_map<std::string, size_t, KeyHash, std::equal_to<>> positions;
+  std::unordered_map<std::string_view, size_t> positions;
 };
 
 // Below this many entries a linear scan beats hashing.
@@ -418,16 +421,36 @@ Ref<Dictionary> Dictionary::Create() {
   return Ref<Dictionary>(new Dictionary);
 }
 
-Object* Dictionary::Get(std::string_view key) const {
+size_t Dictionary::PositionOf(std::string_view key) const {
   if (index_) {
     auto found = index_->positions.find(key);
-    return found == index_->positions.end() ? nullptr : entries_[found->second].value.get();
+    return found == index_->positions.end() ? kNowhere : found->second;
   }
-  for (const Entry& entry : entries_) {
-    if (entry.key == key)
-      return entry.value.get();
+  for (size_t i = 0; i < entries_.size(); ++i) {
+    if (entries_[i].key.view() == key)
+      return i;
   }
-  return nullptr;
+  return kNowhere;
+}
+
+size_t Dictionary::PositionOf(const Key& key) const {
+  if (!index_) {
+    for (size_t i = 0; i < entries_.size(); ++i) {
+      if (entries_[i].key.SameAs(key))
+        return i;
+    }
+  }
+  return PositionOf(key.view());
+}
+
+Object* Dictionary::Get(std::string_view key) const {
+  const size_t position = PositionOf(key);
+  return position == kNowhere ? nullptr : entries_[position].value.get();
+}
+
+Object* Dictionary::Get(const Key& key) const {
+  const size_t position = PositionOf(key);
+  return position == kNowhere ? nullptr : entries_[position].value.get();
 }
 
 const String* Dictionary::GetString(std::string_view key) const {
@@ -448,33 +471,39 @@ Dictionary* Dictionary::GetDictionary(std::string_view key) const {
 void Dictionary::Set(std::string_view key, Ref<Object> value) {
   if (!value)
     return;
-  if (IsContainer(value.get()))
-    MarkHoldsContainer();
-  if (index_) {
-    auto found = index_->positions.find(key);
-    if (found != index_->positions.end()) {
-      entries_[found->second].value = std::move(value);
-      return;
-    }
+  const size_t position = PositionOf(key);
+  if (position == kNowhere) {
+    Add(Key(key), std::move(value));
   } else {
-    for (Entry& entry : entries_) {
-      if (entry.key == key) {
-        entry.value = std::move(value);
-        return;
-      }
-    }
+    Replace(position, std::move(value));
   }
-  // Rows read from the database fill dictionaries of a handful of entries
-  // by the ten thousand; growing straight to that size saves reallocations.
-  if (entries_.empty())
-    entries_.reserve(8);
-  entries_.push_back(Entry{std::string(key), std::move(value)});
+}
+
+void Dictionary::Set(const Key& key, Ref<Object> value) {
+  if (!value)
+    return;
+  const size_t position = PositionOf(key);
+  if (position == kNowhere) {
+    Add(key, std::move(value));
+  } else {
+    Replace(position, std::move(value));
+  }
+}
+
+void Dictionary::Replace(size_t position, Ref<Object> value) {
+  NoteChild(*value);
+  entries_[position].value = std::move(value);
+}
+
+void Dictionary::Add(Key key, Ref<Object> value) {
+  NoteChild(*value);
+  entries_.push_back(Entry{std::move(key), std::move(value)});
   if (index_) {
-    index_->positions.emplace(entries_.back().key, entries_.size() - 1);
+    index_->positions.emplace(entries_.back().key.view(), entries_.size() - 1);
   } else if (entries_.size() > kIndexThreshold) {
     index_ = std::make_unique<Index>();
     for (size_t i = 0; i < entries_.size(); ++i)
-      index_->positions.emplace(entries_[i].key, i);
+      index_->positions.emplace(entries_[i].key.view(), i);
   }
 }
 

@@ -102,8 +102,11 @@ class Object {
  protected:
   explicit Object(TypeID type) : type_(type) {}
   virtual ~Object() = default;
-  // For containers: one has been stored in this one.
-  void MarkHoldsContainer() { holds_container_ = true; }
+  // For containers: notes that `child` is stored in this one.
+  void NoteChild(const Object& child) {
+    if (child.type_ == TypeID::kArray || child.type_ == TypeID::kDictionary)
+      holds_container_ = true;
+  }
 
  private:
   friend void Retain(Object*);
@@ -184,12 +187,47 @@ class Array final : public Object {
   std::vector<Ref<Object>> items_;
 };
 
+// A dictionary key: any bytes (UTF-8 or not), immutable and shared by
+// reference, so a key made once can stand in every dictionary that uses it -
+// the rows of one table, say - without a copy each. Not a value: a key holds
+// nothing, so it needs no cycle collection and is not counted as live.
+class Key {
+ public:
+  explicit Key(std::string_view text);
+  Key(const Key& other) noexcept : block_(other.block_) { ++block_->count; }
+  Key(Key&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
+  Key& operator=(Key other) noexcept {
+    std::swap(block_, other.block_);
+    return *this;
+  }
+  ~Key() {
+    if (block_ != nullptr && --block_->count == 0)
+      ::operator delete(block_);
+  }
+
+  std::string_view view() const { return {text(), block_->size}; }
+  operator std::string_view() const { return view(); }
+  // The text followed by a NUL.
+  const char* c_str() const { return text(); }
+  // Whether both share one text, which makes them equal without a look at it.
+  bool SameAs(const Key& other) const { return block_ == other.block_; }
+
+ private:
+  // Followed by the text and a NUL, in one allocation.
+  struct Block {
+    size_t count;
+    size_t size;
+  };
+  const char* text() const { return reinterpret_cast<const char*>(block_ + 1); }
+  Block* block_;
+};
+
 // A mutable map from string keys to values. Iterates in insertion order; a
 // key set again keeps its place.
 class Dictionary final : public Object {
  public:
   struct Entry {
-    std::string key;
+    Key key;
     Ref<Object> value;
   };
 
@@ -197,8 +235,12 @@ class Dictionary final : public Object {
 
   size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
+  // Makes room for `count` entries in all, as a row of that many columns needs.
+  void Reserve(size_t count) { entries_.reserve(count); }
   // The value under `key`, or null.
   Object* Get(std::string_view key) const;
+  // The same for a shared key, found by identity first.
+  Object* Get(const Key& key) const;
   bool Contains(std::string_view key) const { return Get(key) != nullptr; }
   // The value under `key` when it is of the given kind, else null.
   const String* GetString(std::string_view key) const;
@@ -208,6 +250,8 @@ class Dictionary final : public Object {
   // Stores `value` under `key`, replacing an earlier value in place. A null
   // value is ignored: a dictionary never holds null.
   void Set(std::string_view key, Ref<Object> value);
+  // The same with a shared key, which a new entry keeps rather than a copy.
+  void Set(const Key& key, Ref<Object> value);
 
   auto begin() const { return entries_.begin(); }
   auto end() const { return entries_.end(); }
@@ -217,6 +261,13 @@ class Dictionary final : public Object {
   ~Dictionary() override;  // Out of line: Index is complete only there.
   void ForEachChild(void (*visit)(Object*, void*), void* context) override;
   void DropChildren() override;
+  static constexpr size_t kNowhere = SIZE_MAX;
+  // Where the entry under `key` is, or kNowhere.
+  size_t PositionOf(std::string_view key) const;
+  size_t PositionOf(const Key& key) const;
+  void Replace(size_t position, Ref<Object> value);
+  // Appends an entry; there is none under `key` yet.
+  void Add(Key key, Ref<Object> value);
   std::vector<Entry> entries_;
   // Index into entries_ by key; built once the dictionary is big enough to need it.
   class Index;

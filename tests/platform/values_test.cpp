@@ -18,7 +18,7 @@ Ref<Array> ArrayOf(std::initializer_list<const char*> items) {
 std::vector<std::string> Keys(const Dictionary& dictionary) {
   std::vector<std::string> keys;
   for (const auto& entry : dictionary)
-    keys.push_back(entry.key);
+    keys.emplace_back(entry.key);
   return keys;
 }
 
@@ -64,20 +64,29 @@ TEST(StringTest, LengthCountsUtf16Units) {
 }
 
 TEST(DictionaryTest, KeepsInsertionOrderAndReplacesInPlace) {
-  // Small dictionaries scan; big ones use an index. Both must behave alike.
+  // Small dictionaries scan; big ones use an index. Both must behave alike,
+  // and a key reaches its entry as text, as a shared key made for it or as
+  // another key of the same text.
   for (int count : {3, 200}) {
     Ref<Dictionary> dictionary = Dictionary::Create();
     std::vector<std::string> expected;
     for (int i = count; i > 0; --i) {
       expected.push_back("key" + std::to_string(i));
-      dictionary->Set(expected.back(), MakeString(std::to_string(i)));
+      if (i % 2 == 0) {
+        dictionary->Set(Key(expected.back()), MakeString(std::to_string(i)));
+      } else {
+        dictionary->Set(expected.back(), MakeString(std::to_string(i)));
+      }
     }
-    dictionary->Set("key2", MakeString("again"));
+    dictionary->Set(Key("key2"), MakeString("again"));
     dictionary->Set("key1", Ref<Object>());  // Ignored: nothing null is stored.
     EXPECT_EQ(Keys(*dictionary), expected) << count;
     EXPECT_EQ(dictionary->GetString("key2")->utf8(), "again") << count;
     EXPECT_EQ(dictionary->GetString("key1")->utf8(), "1") << count;
+    EXPECT_EQ(dictionary->Get(Key("key1")), dictionary->Get("key1")) << count;
+    EXPECT_EQ(dictionary->Get(dictionary->begin()->key), dictionary->begin()->value.get()) << count;
     EXPECT_EQ(dictionary->Get("key0"), nullptr) << count;
+    EXPECT_EQ(dictionary->Get(Key("key0")), nullptr) << count;
     EXPECT_EQ(dictionary->GetArray("key1"), nullptr) << count;
   }
 }

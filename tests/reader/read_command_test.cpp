@@ -172,7 +172,7 @@ class TreeChecker {
   void NoEmptyStrings(const cf::Dictionary& dictionary) {
     for (const auto& entry : dictionary) {
       if (const cf::String* string = entry.value->AsString()) {
-        EXPECT_FALSE(string->empty()) << entry.key;
+        EXPECT_FALSE(string->empty()) << entry.key.view();
       }
     }
   }

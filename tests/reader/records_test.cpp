@@ -20,7 +20,7 @@ using qbfa_test::Row;
 std::map<std::string, std::string> Contents(const cf::Dictionary* dictionary) {
   std::map<std::string, std::string> contents;
   for (const auto& entry : *dictionary)
-    contents[entry.key] = entry.value->AsString()->utf8();
+    contents[std::string(entry.key)] = entry.value->AsString()->utf8();
   return contents;
 }
 

@@ -20,7 +20,7 @@ using qbfa_test::SearchPlaces;
 std::vector<std::string> Ids(const cf::Dictionary& containers) {
   std::vector<std::string> ids;
   for (const auto& entry : containers)
-    ids.push_back(entry.key);
+    ids.emplace_back(entry.key);
   return ids;
 }
 
