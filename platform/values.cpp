@@ -270,28 +270,6 @@ size_t LiveObjectCount() {
 
 void Object::ForEachChild(void (*)(Object*, void*), void*) {}
 
-const String* Object::AsString() const {
-  return type_ == TypeID::kString ? static_cast<const String*>(this) : nullptr;
-}
-const Boolean* Object::AsBoolean() const {
-  return type_ == TypeID::kBoolean ? static_cast<const Boolean*>(this) : nullptr;
-}
-Array* Object::AsArray() {
-  return type_ == TypeID::kArray ? static_cast<Array*>(this) : nullptr;
-}
-const Array* Object::AsArray() const {
-  return type_ == TypeID::kArray ? static_cast<const Array*>(this) : nullptr;
-}
-Dictionary* Object::AsDictionary() {
-  return type_ == TypeID::kDictionary ? static_cast<Dictionary*>(this) : nullptr;
-}
-const Dictionary* Object::AsDictionary() const {
-  return type_ == TypeID::kDictionary ? static_cast<const Dictionary*>(this) : nullptr;
-}
-const URL* Object::AsURL() const {
-  return type_ == TypeID::kURL ? static_cast<const URL*>(this) : nullptr;
-}
-
 // String
 
 Ref<String> String::Create(std::string_view utf8) {
@@ -351,33 +329,51 @@ void Array::Append(Ref<Object> value) {
 
 namespace {
 
-// Whether two values are certainly unequal by a glance at dictionaries'
-// sizes and first entries, where rows read from a database first differ.
-// An array of such rows is searched once for every row added to it, so
-// this spares most full comparisons.
-bool DifferAtFirstSight(const Object* a, const Object* b) {
-  const Dictionary* x = a != nullptr ? a->AsDictionary() : nullptr;
-  const Dictionary* y = b != nullptr ? b->AsDictionary() : nullptr;
-  if (x == nullptr || y == nullptr || x == y)
-    return false;
-  if (x->size() != y->size())
-    return true;
-  if (x->empty())
-    return false;
-  const Dictionary::Entry& first = *x->begin();
-  const Object* counterpart = y->Get(first.key);
-  if (counterpart == nullptr)
-    return true;
-  const String* s = first.value->AsString();
-  const String* t = counterpart->AsString();
-  return s != nullptr && t != nullptr && s->utf8() != t->utf8();
-}
+// A glance at a dictionary's size and first entry, where rows read from a
+// database first differ, that rules out most other rows without comparing
+// them in full. An array of such rows is searched once for every row added
+// to it, so the glance is taken once per search, not once per element.
+class FirstSight {
+ public:
+  explicit FirstSight(const Object* value)
+      : dictionary_(value != nullptr ? value->AsDictionary() : nullptr) {
+    if (dictionary_ != nullptr && !dictionary_->empty()) {
+      first_ = &*dictionary_->begin();
+      first_string_ = first_->value->AsString();
+    }
+  }
+
+  // Whether `item` is certainly unequal to the value.
+  bool RulesOut(const Object* item) const {
+    const Dictionary* other = item != nullptr ? item->AsDictionary() : nullptr;
+    if (dictionary_ == nullptr || other == nullptr || other == dictionary_)
+      return false;
+    if (other->size() != dictionary_->size())
+      return true;
+    if (first_ == nullptr)
+      return false;
+    // Rows of one table share their keys and put them in the same order.
+    const Dictionary::Entry& front = *other->begin();
+    const Object* counterpart =
+        front.key.SameAs(first_->key) ? front.value.get() : other->Get(first_->key);
+    if (counterpart == nullptr)
+      return true;
+    const String* string = counterpart->AsString();
+    return first_string_ != nullptr && string != nullptr && string->utf8() != first_string_->utf8();
+  }
+
+ private:
+  const Dictionary* dictionary_;
+  const Dictionary::Entry* first_ = nullptr;
+  const String* first_string_ = nullptr;
+};
 
 }  // namespace
 
 bool Array::ContainsValue(const Object* value) const {
-  return std::any_of(items_.begin(), items_.end(), [value](const Ref<Object>& item) {
-    return !DifferAtFirstSight(item.get(), value) && Equal(item.get(), value);
+  const FirstSight sight(value);
+  return std::any_of(items_.begin(), items_.end(), [&sight, value](const Ref<Object>& item) {
+    return !sight.RulesOut(item.get()) && Equal(item.get(), value);
   });
 }
 
@@ -434,13 +430,14 @@ size_t Dictionary::PositionOf(std::string_view key) const {
 }
 
 size_t Dictionary::PositionOf(const Key& key) const {
-  if (!index_) {
-    for (size_t i = 0; i < entries_.size(); ++i) {
-      if (entries_[i].key.SameAs(key))
-        return i;
-    }
+  if (index_)
+    return PositionOf(key.view());
+  const std::string_view text = key.view();
+  for (size_t i = 0; i < entries_.size(); ++i) {
+    if (entries_[i].key.SameAs(key) || entries_[i].key.view() == text)
+      return i;
   }
-  return PositionOf(key.view());
+  return kNowhere;
 }
 
 Object* Dictionary::Get(std::string_view key) const {

@@ -292,6 +292,29 @@ class URL final : public Object {
   std::string path_;
 };
 
+// In the header, so that the many checks of a value's kind cost no call.
+inline const String* Object::AsString() const {
+  return type_ == TypeID::kString ? static_cast<const String*>(this) : nullptr;
+}
+inline const Boolean* Object::AsBoolean() const {
+  return type_ == TypeID::kBoolean ? static_cast<const Boolean*>(this) : nullptr;
+}
+inline Array* Object::AsArray() {
+  return type_ == TypeID::kArray ? static_cast<Array*>(this) : nullptr;
+}
+inline const Array* Object::AsArray() const {
+  return type_ == TypeID::kArray ? static_cast<const Array*>(this) : nullptr;
+}
+inline Dictionary* Object::AsDictionary() {
+  return type_ == TypeID::kDictionary ? static_cast<Dictionary*>(this) : nullptr;
+}
+inline const Dictionary* Object::AsDictionary() const {
+  return type_ == TypeID::kDictionary ? static_cast<const Dictionary*>(this) : nullptr;
+}
+inline const URL* Object::AsURL() const {
+  return type_ == TypeID::kURL ? static_cast<const URL*>(this) : nullptr;
+}
+
 // Deep equality as the platform's CFEqual has it: strings by content, booleans
 // by value, arrays in order, dictionaries by key set and values, URLs by path.
 // The same object is equal to itself without looking inside, and a pair

@@ -180,19 +180,50 @@ TEST(EqualTest, TerminatesOnCycles) {
 }
 
 TEST(ArrayTest, ContainsValueComparesDeeply) {
-  Ref<Array> fonts = Array::Create();
-  Ref<Dictionary> font = Dictionary::Create();
-  font->Set("kQBFontInfoPostScriptName", MakeString("Helvetica"));
-  fonts->Append(font);
-  Ref<Dictionary> copy = Dictionary::Create();
-  copy->Set("kQBFontInfoPostScriptName", MakeString("Helvetica"));
-  Ref<Dictionary> other = Dictionary::Create();
-  other->Set("kQBFontInfoPostScriptName", MakeString("Times"));
-  EXPECT_TRUE(fonts->ContainsValue(copy.get()));
-  EXPECT_FALSE(fonts->ContainsValue(other.get()));
-  EXPECT_FALSE(fonts->ContainsValue(nullptr));
-  fonts->Append(nullptr);
-  EXPECT_EQ(fonts->size(), 1u);
+  // Rows as the reader makes them share their keys; other dictionaries spell
+  // theirs out, perhaps in another order.
+  const Key id("id"), name("name");
+  auto shared = [&](const char* id_text, Ref<Object> second) {
+    Ref<Dictionary> row = Dictionary::Create();
+    row->Set(id, MakeString(id_text));
+    row->Set(name, std::move(second));
+    return row;
+  };
+  auto spelled = [](std::initializer_list<std::pair<const char*, Ref<Object>>> entries) {
+    Ref<Dictionary> row = Dictionary::Create();
+    for (const auto& [key, value] : entries)
+      row->Set(key, value);
+    return row;
+  };
+  Ref<Array> rows = Array::Create();
+  rows->Append(shared("1", MakeString("Helvetica")));
+  rows->Append(shared("2", MakeString("Times")));
+  rows->Append(spelled({{"list", ArrayOf({"a"})}, {"id", MakeString("3")}}));
+  rows->Append(MakeString("plain"));
+  rows->Append(nullptr);
+  EXPECT_EQ(rows->size(), 4u);
+
+  const std::pair<const char*, Ref<Object>> cases[] = {
+      {"a row of shared keys", shared("2", MakeString("Times"))},
+      {"the same row spelled out in another order",
+       spelled({{"name", MakeString("Helvetica")}, {"id", MakeString("1")}})},
+      {"a first entry that is no string",
+       spelled({{"list", ArrayOf({"a"})}, {"id", MakeString("3")}})},
+      {"a plain value", MakeString("plain")},
+  };
+  for (const auto& [label, value] : cases)
+    EXPECT_TRUE(rows->ContainsValue(value.get())) << label;
+
+  const std::pair<const char*, Ref<Object>> absent[] = {
+      {"the same first entry, another second", shared("1", MakeString("Times"))},
+      {"another first entry", shared("3", MakeString("Times"))},
+      {"a row of another size", spelled({{"id", MakeString("1")}})},
+      {"a key no row has", spelled({{"id", MakeString("1")}, {"style", MakeString("Helvetica")}})},
+      {"another list", spelled({{"list", ArrayOf({"b"})}, {"id", MakeString("3")}})},
+      {"null", nullptr},
+  };
+  for (const auto& [label, value] : absent)
+    EXPECT_FALSE(rows->ContainsValue(value.get())) << label;
 }
 
 class CollectorTest : public ::testing::Test {
