@@ -143,7 +143,7 @@ Status Query::Advance(bool* loaded) {
   if (table_->root < 2)
     return BadRootPage();
   if (first)
-    rows_ = std::make_unique<format::TableCursor>(pager_, table_->root);
+    rows_.emplace(pager_, table_->root);
 
   if (access_ == Access::kScan) {
     if (Status status = rows_->Next(loaded); !status.ok() || !*loaded)

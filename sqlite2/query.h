@@ -76,7 +76,7 @@ class Query {
   std::string prefix_;
   std::optional<std::string> lower_, upper_;  // prefix + the bound's field
 
-  std::unique_ptr<format::TableCursor> rows_;
+  std::optional<format::TableCursor> rows_;
   std::unique_ptr<format::BtreeCursor> index_;
   std::vector<int32_t> candidates_;  // the rows a hash lookup found
   size_t next_candidate_ = 0;

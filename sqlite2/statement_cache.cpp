@@ -17,10 +17,13 @@ std::shared_ptr<const PreparedSelect> StatementCache::Find(std::string_view sql,
 
 bool StatementCache::Matches(const Entry& entry, std::string_view sql, size_t begin,
                              Literals* literals, size_t* end) {
+  // Most entries differ from the text in their first piece already.
+  if (!sql.substr(begin).starts_with(entry.pieces[0]))
+    return false;
+  *literals = entry.statement->literals();
   size_t pos = begin;
-  std::vector<std::string_view> parameters;
   for (size_t i = 0; i < entry.pieces.size(); ++i) {
-    if (!sql.substr(pos).starts_with(entry.pieces[i]))
+    if (i > 0 && !sql.substr(pos).starts_with(entry.pieces[i]))
       return false;
     pos += entry.pieces[i].size();
     if (i == entry.parameter_slots.size())
@@ -28,14 +31,11 @@ bool StatementCache::Matches(const Entry& entry, std::string_view sql, size_t be
     const std::string_view parameter = sql::ParameterAt(sql, pos);
     if (parameter.empty())
       return false;
-    parameters.push_back(parameter);
+    (*literals)[entry.parameter_slots[i]] = sql::Dequote(parameter);
     pos += parameter.size();
   }
   if (entry.to_end && pos != sql.size())
     return false;
-  *literals = entry.statement->literals();
-  for (size_t i = 0; i < parameters.size(); ++i)
-    (*literals)[entry.parameter_slots[i]] = sql::Dequote(parameters[i]);
   *end = pos;
   return true;
 }

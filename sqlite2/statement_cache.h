@@ -42,8 +42,8 @@ class StatementCache {
     // Whether the text ran to the end of the input rather than to a ';'.
     bool to_end = false;
   };
-  // Whether `entry` matches the text at `begin`; if so the parameters'
-  // values go to `literals`.
+  // Whether `entry` matches the text at `begin`; `literals` gets the
+  // values of its literals there, garbage when it does not match.
   static bool Matches(const Entry& entry, std::string_view sql, size_t begin, Literals* literals,
                       size_t* end);
 

@@ -10,10 +10,6 @@
 
 #include "sqlite2/database.h"
 
-struct sqlite {
-  std::unique_ptr<sqlite2::Database> database;
-};
-
 namespace {
 
 // Messages are handed out with malloc, for sqlite_freemem() to free.
@@ -30,15 +26,13 @@ void SetMessage(char** errmsg, const std::string& message) {
 // the names followed by the types.
 class CallbackRow {
  public:
-  CallbackRow(sqlite_callback callback, void* arg) : callback_(callback), arg_(arg) {}
-
-  // Hands the query's current row to the callback; false when it asks to
+  // Hands the query's current row to `callback`; false when it asks to
   // stop.
-  bool Deliver(const sqlite2::Query& query) {
-    if (callback_ == nullptr)
+  bool Deliver(const sqlite2::Query& query, sqlite_callback callback, void* arg) {
+    if (callback == nullptr)
       return true;
     Fill(query);
-    return callback_(arg_, static_cast<int>(argv_.size() - 1), argv_.data(), names_.data()) == 0;
+    return callback(arg, static_cast<int>(argv_.size() - 1), argv_.data(), names_.data()) == 0;
   }
 
  private:
@@ -75,11 +69,42 @@ class CallbackRow {
       names_.push_back(type ? const_cast<char*>(type->c_str()) : nullptr);
   }
 
-  sqlite_callback callback_;
-  void* arg_;
   std::string text_;
   std::vector<char*> argv_;
   std::vector<char*> names_;
+};
+
+}  // namespace
+
+struct sqlite {
+  std::unique_ptr<sqlite2::Database> database;
+  // One row layout for each level of statements nested in callbacks, kept
+  // from one statement to the next: the reader's thousands of lookups, all
+  // at the same level, then lay their rows out in the same buffers.
+  std::vector<std::unique_ptr<CallbackRow>> rows;
+  size_t depth = 0;
+};
+
+namespace {
+
+// The row layout of the statement running at the connection's current
+// level, for as long as it runs.
+class RowScope {
+ public:
+  explicit RowScope(sqlite* db) : db_(db) {
+    if (db_->rows.size() == db_->depth)
+      db_->rows.push_back(std::make_unique<CallbackRow>());
+    row_ = db_->rows[db_->depth++].get();
+  }
+  ~RowScope() { --db_->depth; }
+  RowScope(const RowScope&) = delete;
+  RowScope& operator=(const RowScope&) = delete;
+
+  CallbackRow& row() const { return *row_; }
+
+ private:
+  sqlite* db_;
+  CallbackRow* row_;
 };
 
 }  // namespace
@@ -100,7 +125,9 @@ sqlite* sqlite_open(const char* filename, int /*mode*/, char** errmsg) {
     SetMessage(errmsg, status.message);
     return nullptr;
   }
-  return new sqlite{std::move(database)};
+  auto* db = new sqlite();
+  db->database = std::move(database);
+  return db;
 }
 
 void sqlite_close(sqlite* db) {
@@ -117,10 +144,15 @@ int sqlite_exec(sqlite* db, const char* sql, sqlite_callback xCallback, void* pA
     SetMessage(errmsg, sqlite_error_string(SQLITE_MISUSE));
     return SQLITE_MISUSE;
   }
-  CallbackRow row(xCallback, pArg);
-  // One pointer: small enough for the handler to hold without allocating.
-  const sqlite2::RowHandler handler = [&row](const sqlite2::Query& query) {
-    return row.Deliver(query);
+  RowScope scope(db);
+  // Small enough for the handler to hold without allocating.
+  struct Target {
+    CallbackRow* row;
+    sqlite_callback callback;
+    void* arg;
+  } target{&scope.row(), xCallback, pArg};
+  const sqlite2::RowHandler handler = [&target](const sqlite2::Query& query) {
+    return target.row->Deliver(query, target.callback, target.arg);
   };
   sqlite2::Status status = db->database->Execute(sql, handler);
   // An aborted statement carries no message.

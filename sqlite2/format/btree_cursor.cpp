@@ -3,15 +3,27 @@
 #include <algorithm>
 #include <cstring>
 
+#include "sqlite2/format/keys.h"
 #include "sqlite2/format/payload.h"
 
 namespace sqlite2::format {
 namespace {
 
+uint32_t LoadBigEndian32(const char* bytes) {
+  const auto* b = reinterpret_cast<const unsigned char*>(bytes);
+  return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
+}
+
 // Orders a cell's key, of which `prefix` holds the first bytes and
 // `full_size` is the length, against `key`. `prefix` must hold at least
 // min(full_size, key.size()) bytes.
 int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key) {
+  // Table keys, the rowids of every lookup, compare as big-endian numbers.
+  if (full_size == kRowidKeySize && key.size() == kRowidKeySize) {
+    const uint32_t a = LoadBigEndian32(prefix.data());
+    const uint32_t b = LoadBigEndian32(key.data());
+    return a < b ? -1 : a > b ? 1 : 0;
+  }
   const size_t common = std::min<size_t>(full_size, key.size());
   const int c = common == 0 ? 0 : std::memcmp(prefix.data(), key.data(), common);
   if (c != 0) {
