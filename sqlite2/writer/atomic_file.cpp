@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "sqlite2/writer/transfer_all.h"
+
 namespace sqlite2::writer {
 namespace {
 
@@ -15,15 +17,9 @@ Status Failed(const std::string& what, const std::string& path, int error) {
 }
 
 bool WriteAll(int fd, std::span<const uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t n = write(fd, bytes.data(), bytes.size());
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    bytes = bytes.subspan(static_cast<size_t>(n));
-  }
-  return true;
+  return TransferAll(bytes.size(), [&](size_t done, size_t remaining) {
+    return write(fd, bytes.data() + done, remaining);
+  });
 }
 
 // Creates a file no one else uses, next to `path`. Creating it with open()

@@ -10,6 +10,7 @@
 
 #include "sqlite2/format/page.h"
 #include "sqlite2/writer/page_file.h"
+#include "sqlite2/writer/transfer_all.h"
 
 namespace sqlite2::writer {
 namespace {
@@ -24,17 +25,9 @@ Status SystemError(const std::string& what) {
 }
 
 bool WriteAllAt(int fd, const uint8_t* bytes, size_t size, off_t offset) {
-  while (size > 0) {
-    const ssize_t n = pwrite(fd, bytes, size, offset);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    bytes += n;
-    size -= static_cast<size_t>(n);
-    offset += n;
-  }
-  return true;
+  return TransferAll(size, [&](size_t done, size_t remaining) {
+    return pwrite(fd, bytes + done, remaining, offset + static_cast<off_t>(done));
+  });
 }
 
 Status ReadWholeFile(int fd, std::vector<uint8_t>* out) {
@@ -42,16 +35,10 @@ Status ReadWholeFile(int fd, std::vector<uint8_t>* out) {
   if (fstat(fd, &st) != 0)
     return SystemError("cannot stat the database");
   out->assign(static_cast<size_t>(st.st_size), 0);
-  size_t done = 0;
-  while (done < out->size()) {
-    const ssize_t n = pread(fd, out->data() + done, out->size() - done, static_cast<off_t>(done));
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return SystemError("cannot read the database");
-    done += static_cast<size_t>(n);
-  }
-  return Status::Ok();
+  const bool read_all = TransferAll(out->size(), [&](size_t done, size_t remaining) {
+    return pread(fd, out->data() + done, remaining, static_cast<off_t>(done));
+  });
+  return read_all ? Status::Ok() : SystemError("cannot read the database");
 }
 
 // Page `number` of `image`, zero-filled past its end.

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "sqlite2/writer/transfer_all.h"
+
 namespace sqlite2::writer {
 namespace {
 
@@ -24,32 +26,17 @@ struct Reply {
 
 bool ReadExactly(int fd, void* buffer, size_t size) {
   auto* bytes = static_cast<uint8_t*>(buffer);
-  while (size > 0) {
-    const ssize_t n = read(fd, bytes, size);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    bytes += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
+  return TransferAll(
+      size, [&](size_t done, size_t remaining) { return read(fd, bytes + done, remaining); });
 }
 
 // send() rather than write(), so that a peer that has gone away gives an
 // error instead of a SIGPIPE that would end this process.
 bool WriteExactly(int fd, const void* buffer, size_t size) {
   const auto* bytes = static_cast<const uint8_t*>(buffer);
-  while (size > 0) {
-    const ssize_t n = send(fd, bytes, size, MSG_NOSIGNAL);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    bytes += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
+  return TransferAll(size, [&](size_t done, size_t remaining) {
+    return send(fd, bytes + done, remaining, MSG_NOSIGNAL);
+  });
 }
 
 Status RunStep(JournaledRewrite& rewrite, const Command& command) {
