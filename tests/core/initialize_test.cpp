@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,21 +15,17 @@
 #include "platform/xml.h"
 #include "reader/set_reader.h"
 #include "state.h"
+#include "tests/core/listening_process_test.h"
 #include "tests/core/plugin_test_support.h"
 #include "tests/reader/qbfa_process.h"
-#include "tests/support/fresh_process.h"
 #include "tests/support/pasteboard_text.h"
-#include "tests/support/session_bus.h"
 
 namespace {
 
 using qbfa_test::FlavorLine;
+using qbfa_test::kSilence;
 using qbfa_test::PasteboardText;
 using qbfa_test::Place;
-using std::chrono::milliseconds;
-
-constexpr milliseconds kArrival(10000);
-constexpr milliseconds kSilence(300);
 
 const std::vector<DistributedNotification> kBothNotifications = {
     {QBFA_BUNDLE_IDENTIFIER ".fontsetsupdated.fap", "BLAH!"},
@@ -50,15 +45,10 @@ void WriteLogStuff(plist_t (*make_value)()) {
 
 // Start-up connects once per process: the watcher is started on the first
 // connect only, so every test needs a process of its own.
-class InitializeTest : public testing::Test {
+class InitializeTest : public qbfa_test::ListeningProcessTest {
  protected:
   void SetUp() override {
-    if (!qbfa_test::InFreshProcess())
-      GTEST_SKIP() << "ran in a process of its own";
-    ASSERT_TRUE(bus_.running()) << bus_.error();
-    std::string error;
-    listener_ = NotificationListener::Create({}, &error);
-    ASSERT_NE(listener_, nullptr) << error;
+    ListeningProcessTest::SetUp();
     gLastKnownSets = nullptr;
   }
   void TearDown() override {
@@ -67,17 +57,8 @@ class InitializeTest : public testing::Test {
     gLastKnownSets = nullptr;
   }
 
-  std::vector<DistributedNotification> Received(milliseconds first_wait = kArrival) {
-    std::vector<DistributedNotification> received;
-    while (auto next = listener_->Wait(received.empty() ? first_wait : kSilence))
-      received.push_back(*next);
-    return received;
-  }
-
   qbfa_test::SearchPlaces places_;
-  qbfa_test::PrivateSessionBus bus_;
   qbfa_test::CapturedLog log_;
-  std::unique_ptr<NotificationListener> listener_;
 };
 
 struct LogSwitchCase {

@@ -15,6 +15,7 @@
 
 #include "platform/notification_listener.h"
 #include "tests/support/environment.h"
+#include "tests/support/notification_wait.h"
 #include "tests/support/session_bus.h"
 #include "tests/support/temporary_home.h"
 
@@ -22,10 +23,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Long enough for a loaded machine; only reached when something is missing.
-constexpr milliseconds kArrival(10000);
-// For notifications that must not come: anything posted before has long arrived.
-constexpr milliseconds kSilence(300);
+using qbfa_test::kArrival;
+using qbfa_test::ReceiveAll;
 
 void Post(std::string_view name, std::string_view object) {
   CFNotificationCenterPostNotification(CFNotificationCenterGetDistributedCenter(), name, object,
@@ -37,15 +36,6 @@ std::unique_ptr<NotificationListener> Listen(const std::vector<std::string>& nam
   std::unique_ptr<NotificationListener> listener = NotificationListener::Create(names, &error);
   EXPECT_NE(listener, nullptr) << error;
   return listener;
-}
-
-// Everything that arrives until a quiet moment.
-std::vector<DistributedNotification> Drain(NotificationListener& listener) {
-  std::vector<DistributedNotification> received;
-  while (auto next = listener.Wait(received.empty() ? kArrival : kSilence)) {
-    received.push_back(*next);
-  }
-  return received;
 }
 
 class NotificationsTest : public testing::Test {
@@ -71,8 +61,8 @@ TEST_F(NotificationsTest, PostsArriveInOrderWithTheirObjects) {
       {"NSFontCollectionChangedNotification", "Crunchy Raw Unboned Quillbox Notification"}};
   for (int i = 0; i < 30; ++i)
     expected.push_back({"burst", std::to_string(i)});
-  EXPECT_EQ(Drain(*everything), expected);
-  EXPECT_EQ(Drain(*just_sets), (std::vector<DistributedNotification>{expected[0]}));
+  EXPECT_EQ(ReceiveAll(*everything), expected);
+  EXPECT_EQ(ReceiveAll(*just_sets), (std::vector<DistributedNotification>{expected[0]}));
 }
 
 TEST_F(NotificationsTest, SubscriptionsMatchNamesExactlyWhateverTheyHold) {
@@ -85,7 +75,7 @@ TEST_F(NotificationsTest, SubscriptionsMatchNamesExactlyWhateverTheyHold) {
   std::vector<DistributedNotification> expected;
   for (const std::string& name : names)
     expected.push_back({name, "hit"});
-  EXPECT_EQ(Drain(*listener), expected);
+  EXPECT_EQ(ReceiveAll(*listener), expected);
 }
 
 TEST_F(NotificationsTest, UnsendableTextIsDroppedAndTheNextPostStillArrives) {
@@ -94,7 +84,7 @@ TEST_F(NotificationsTest, UnsendableTextIsDroppedAndTheNextPostStillArrives) {
   Post("bad", "\xff\xfe");
   Post(std::string_view("nul\0name", 8), "x");
   Post("good", "after");
-  EXPECT_EQ(Drain(*listener), (std::vector<DistributedNotification>{{"good", "after"}}));
+  EXPECT_EQ(ReceiveAll(*listener), (std::vector<DistributedNotification>{{"good", "after"}}));
 }
 
 TEST_F(NotificationsTest, PostingFollowsTheBusAcrossRestarts) {
@@ -109,7 +99,7 @@ TEST_F(NotificationsTest, PostingFollowsTheBusAcrossRestarts) {
   std::unique_ptr<NotificationListener> listener = Listen();
   ASSERT_TRUE(listener);
   Post("after", "restart");
-  EXPECT_EQ(Drain(*listener), (std::vector<DistributedNotification>{{"after", "restart"}}));
+  EXPECT_EQ(ReceiveAll(*listener), (std::vector<DistributedNotification>{{"after", "restart"}}));
 
   second.Stop();
   EXPECT_FALSE(listener->Wait(kArrival));
@@ -141,7 +131,7 @@ TEST_F(NotificationsTest, ASignalEndsAWaitButNotTheSubscription) {
   EXPECT_FALSE(nothing);
   EXPECT_TRUE(listener->connected());
   Post("still", "here");
-  EXPECT_EQ(Drain(*listener), (std::vector<DistributedNotification>{{"still", "here"}}));
+  EXPECT_EQ(ReceiveAll(*listener), (std::vector<DistributedNotification>{{"still", "here"}}));
 }
 
 TEST(NotificationsWithoutBus, PostingReturnsAndConnectsOnceABusAppears) {
@@ -172,7 +162,7 @@ TEST(NotificationsWithoutBus, PostingReturnsAndConnectsOnceABusAppears) {
   std::unique_ptr<NotificationListener> listener = Listen();
   ASSERT_TRUE(listener);
   Post("finally", "heard");
-  EXPECT_EQ(Drain(*listener), (std::vector<DistributedNotification>{{"finally", "heard"}}));
+  EXPECT_EQ(ReceiveAll(*listener), (std::vector<DistributedNotification>{{"finally", "heard"}}));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -12,28 +11,21 @@
 #include "platform/pasteboard.h"
 #include "platform/xml.h"
 #include "state.h"
+#include "tests/core/listening_process_test.h"
 #include "tests/core/plugin_test_support.h"
 #include "tests/support/child_process.h"
-#include "tests/support/fresh_process.h"
 #include "tests/support/pasteboard_text.h"
-#include "tests/support/session_bus.h"
 #include "tests/support/temporary_home.h"
 
 namespace {
 
 using qbfa_test::FlavorLine;
 using qbfa_test::PasteboardText;
-using std::chrono::milliseconds;
 
 constexpr char kBoard[] = "com.example.pasteboard.fap";
 constexpr char kOtherBoard[] = "com.example.other.pasteboard.fap";
 constexpr char kUpdated[] = "com.example.fontsetsupdated.fap";
 constexpr char kTextFlavor[] = "public.utf8-plain-text";
-
-// Long enough for a loaded machine; only reached when something is missing.
-constexpr milliseconds kArrival(10000);
-// For notifications that must not come: anything posted before has long arrived.
-constexpr milliseconds kSilence(300);
 
 const std::vector<DistributedNotification> kBothNotifications = {
     {kUpdated, "BLAH!"},
@@ -69,15 +61,10 @@ std::string PublishedLine(const cf::Array* tree) {
 
 // Every call here must be the first broadcast of its process: the pasteboard
 // reference the broadcast keeps can never be reset.
-class BroadcastTest : public testing::Test {
+class BroadcastTest : public qbfa_test::ListeningProcessTest {
  protected:
   void SetUp() override {
-    if (!qbfa_test::InFreshProcess())
-      GTEST_SKIP() << "ran in a process of its own";
-    ASSERT_TRUE(bus_.running()) << bus_.error();
-    std::string error;
-    listener_ = NotificationListener::Create({}, &error);
-    ASSERT_NE(listener_, nullptr) << error;
+    ListeningProcessTest::SetUp();
     gLogStuff = false;
   }
   void TearDown() override {
@@ -85,25 +72,8 @@ class BroadcastTest : public testing::Test {
     gLogStuff = false;
   }
 
-  // Everything posted so far.
-  std::vector<DistributedNotification> Received() {
-    std::vector<DistributedNotification> received;
-    while (auto next = listener_->Wait(received.empty() ? kArrival : kSilence))
-      received.push_back(*next);
-    return received;
-  }
-  // The same, when nothing may have been posted.
-  std::vector<DistributedNotification> ReceivedQuickly() {
-    std::vector<DistributedNotification> received;
-    while (auto next = listener_->Wait(kSilence))
-      received.push_back(*next);
-    return received;
-  }
-
   qbfa_test::TemporaryHome home_;
-  qbfa_test::PrivateSessionBus bus_;
   qbfa_test::CapturedLog log_;
-  std::unique_ptr<NotificationListener> listener_;
 };
 
 TEST_F(BroadcastTest, PublishesTheTreeThenTellsEveryoneInOrder) {
@@ -175,7 +145,7 @@ TEST_P(BroadcastFailureTest, ReportsTheFailureAndTellsNobody) {
 
   EXPECT_EQ(status, row.expected);
   EXPECT_EQ(PasteboardText(kBoard), row.left);
-  EXPECT_EQ(ReceivedQuickly(), std::vector<DistributedNotification>{});
+  EXPECT_EQ(Received(qbfa_test::kSilence), std::vector<DistributedNotification>{});
   EXPECT_EQ(log_.Take(), "");
 
   // Nothing sticks but the opened pasteboard: the next call publishes.
