@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "hookwright/hkwprintf.h"
+#include "host/x11_atom.h"
 
 namespace {
 
@@ -14,15 +15,6 @@ bool SameApplication(const FrontApplication& a, const FrontApplication& b) {
   if (a.pid && b.pid)
     return *a.pid == *b.pid;
   return !a.pid && !b.pid && a.window == b.window;
-}
-
-xcb_atom_t InternAtom(xcb_connection_t* connection, const char* name) {
-  xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
-      connection, xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name),
-      nullptr);
-  xcb_atom_t atom = reply != nullptr ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-  std::free(reply);
-  return atom;
 }
 
 // The one 32-bit value of `property` on `window`; nothing when the window has

@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <spawn.h>
-#include <sys/wait.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <string>
 #include <vector>
+
+#include "tests/support/child_process.h"
 
 extern char** environ;
 
@@ -40,12 +40,7 @@ int RunAlone(const std::string& test) {
   pid_t child = -1;
   if (posix_spawn(&child, program.c_str(), nullptr, nullptr, argv, envp.data()) != 0)
     return -1;
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR)
-      return -1;
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return WaitForChildProcess(child);
 }
 
 }  // namespace
