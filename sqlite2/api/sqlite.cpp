@@ -122,7 +122,7 @@ sqlite* sqlite_open(const char* filename, int /*mode*/, char** errmsg) {
   std::unique_ptr<sqlite2::Database> database;
   sqlite2::Status status = sqlite2::Database::Open(filename != nullptr ? filename : "", &database);
   if (!status.ok()) {
-    SetMessage(errmsg, status.message);
+    SetMessage(errmsg, status.message());
     return nullptr;
   }
   auto* db = new sqlite();
@@ -156,8 +156,8 @@ int sqlite_exec(sqlite* db, const char* sql, sqlite_callback xCallback, void* pA
   };
   sqlite2::Status status = db->database->Execute(sql, handler);
   // An aborted statement carries no message.
-  if (!status.ok() && !status.message.empty())
-    SetMessage(errmsg, status.message);
+  if (!status.ok() && !status.message().empty())
+    SetMessage(errmsg, status.message());
   return status.rc;
 }
 
@@ -166,38 +166,7 @@ void sqlite_freemem(void* p) {
 }
 
 const char* sqlite_error_string(int rc) {
-  static const char* const kTexts[] = {
-      "not an error",
-      "SQL logic error or missing database",
-      "internal SQLite implementation flaw",
-      "access permission denied",
-      "callback requested query abort",
-      "database is locked",
-      "database table is locked",
-      "out of memory",
-      "attempt to write a readonly database",
-      "interrupted",
-      "disk I/O error",
-      "database disk image is malformed",
-      "table or record not found",
-      "database is full",
-      "unable to open database file",
-      "database locking protocol failure",
-      "table contains no data",
-      "database schema has changed",
-      "too much data for one table row",
-      "constraint failed",
-      "datatype mismatch",
-      "library routine called out of sequence",
-      "kernel lacks large file support",
-      "authorization denied",
-      "auxiliary database format error",
-      "bind index out of range",
-      "file is encrypted or is not a database",
-  };
-  if (rc < 0 || rc >= static_cast<int>(std::size(kTexts)))
-    return "unknown error";
-  return kTexts[rc];
+  return sqlite2::ErrorText(rc);
 }
 
 }  // extern "C"

@@ -56,9 +56,9 @@ Status RunStep(JournaledRewrite& rewrite, const Command& command) {
 }
 
 void SendReply(int fd, const Status& status) {
-  const Reply reply = {status.rc, static_cast<uint32_t>(status.message.size())};
+  const Reply reply = {status.rc, static_cast<uint32_t>(status.message().size())};
   if (!WriteExactly(fd, &reply, sizeof reply) ||
-      !WriteExactly(fd, status.message.data(), status.message.size())) {
+      !WriteExactly(fd, status.message().data(), status.message().size())) {
     _exit(1);
   }
 }

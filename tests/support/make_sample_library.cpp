@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
     if (status.ok())
       status = db.WriteFile(path);
     if (!status.ok()) {
-      std::fprintf(stderr, "%s: %s\n", path.c_str(), status.message.c_str());
+      std::fprintf(stderr, "%s: %s\n", path.c_str(), status.message().c_str());
       return 1;
     }
   }

@@ -134,7 +134,7 @@ TEST(BtreePageTest, DamagedPagesAreCorrupt) {
       BtreePage page;
       const Status status = Decode(image, /*is_root=*/true, &page);
       EXPECT_EQ(status.rc, 11) << c.what;
-      EXPECT_EQ(status.message, "database disk image is malformed") << c.what;
+      EXPECT_EQ(status.message(), "database disk image is malformed") << c.what;
     }
   }
 }

@@ -184,7 +184,7 @@ TEST_P(FixtureTest, SchemaReadsLikeTheLibrary) {
   const Status status = ReadMaster(&rows);
   std::string line;
   if (!status.ok()) {
-    line = R"({"schema": null, "stage": "open", "rc": null, "error": )" + Json(status.message) +
+    line = R"({"schema": null, "stage": "open", "rc": null, "error": )" + Json(status.message()) +
            R"(, "outcome": "error"})";
   } else {
     static constexpr const char* kColumns[] = {"type", "name", "tbl_name", "rootpage", "sql"};
@@ -258,11 +258,11 @@ TEST_P(FixtureTest, TablesReadLikeTheLibrary) {
                     R"(, "rc": 11, "error": "database disk image is malformed", "rows": )" +
                     m[1].str() + R"(, "outcome": "error"})";
     }
-    const std::string got_status = "{\"table\": " + name +
-                                   ", \"rc\": " + std::to_string(status.rc) +
-                                   ", \"error\": " + (status.ok() ? "null" : Json(status.message)) +
-                                   ", \"rows\": " + std::to_string(count) + ", \"outcome\": \"" +
-                                   (status.ok() ? "ok" : "error") + "\"}";
+    const std::string got_status =
+        "{\"table\": " + name + ", \"rc\": " + std::to_string(status.rc) +
+        ", \"error\": " + (status.ok() ? "null" : Json(status.message())) +
+        ", \"rows\": " + std::to_string(count) + ", \"outcome\": \"" +
+        (status.ok() ? "ok" : "error") + "\"}";
     EXPECT_EQ(got_status, want_status);
   }
 }

@@ -60,12 +60,13 @@ TEST(PagerTest, FileFormats) {
     Pager pager(&source);
     const Status status = pager.Refresh();
     if (c.decode_error != nullptr) {
-      EXPECT_EQ(status.message, c.decode_error) << c.stored;
+      EXPECT_EQ(status.message(), c.decode_error) << c.stored;
       continue;
     }
     ASSERT_TRUE(status.ok()) << c.stored;
     EXPECT_EQ(pager.header().file_format, c.format);
-    EXPECT_EQ(RequireUpgradedFormat(pager.header()).message, c.upgrade_error ? c.upgrade_error : "")
+    EXPECT_EQ(RequireUpgradedFormat(pager.header()).message(),
+              c.upgrade_error ? c.upgrade_error : "")
         << c.stored;
   }
 }
@@ -88,7 +89,7 @@ TEST(PagerTest, WrongMagicIsNotADatabase) {
     Pager pager(&source);
     const Status status = pager.Refresh();
     EXPECT_EQ(status.rc, 26) << c.what;
-    EXPECT_EQ(status.message, "file is encrypted or is not a database") << c.what;
+    EXPECT_EQ(status.message(), "file is encrypted or is not a database") << c.what;
   }
 }
 
@@ -120,14 +121,14 @@ TEST(FilePageSourceTest, OpenFailures) {
   std::unique_ptr<FilePageSource> source;
   const std::string missing = ::testing::TempDir() + "no-such-dir/x.db";
   Status status = FilePageSource::Open(missing, &source);
-  EXPECT_EQ(status.message, "unable to open database: " + missing);
+  EXPECT_EQ(status.message(), "unable to open database: " + missing);
   // Never created.
   EXPECT_NE(::access(missing.c_str(), F_OK), 0);
   const std::string missing_file = ::testing::TempDir() + "no-such-file.db";
   EXPECT_EQ(FilePageSource::Open(missing_file, &source).rc, 14);
   EXPECT_NE(::access(missing_file.c_str(), F_OK), 0);
   status = FilePageSource::Open(::testing::TempDir(), &source);
-  EXPECT_EQ(status.message, "disk I/O error");
+  EXPECT_EQ(status.message(), "disk I/O error");
 }
 
 }  // namespace

@@ -86,7 +86,7 @@ TEST(RecordTest, DamagedRecordsAreCorrupt) {
     RecordValues values;
     Status status = DecodeRecord(c.record, c.columns, &values);
     EXPECT_EQ(status.rc, 11) << c.what;
-    EXPECT_EQ(status.message, "database disk image is malformed") << c.what;
+    EXPECT_EQ(status.message(), "database disk image is malformed") << c.what;
   }
 }
 

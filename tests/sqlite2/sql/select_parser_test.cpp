@@ -21,7 +21,7 @@ std::string FirstError(const std::string& sql, size_t* statements = nullptr) {
     std::optional<SelectStatement> statement;
     Status status = reader.Next(&statement);
     if (!status.ok())
-      return status.message;
+      return status.message();
     if (!statement)
       break;
     ++count;
@@ -87,7 +87,7 @@ TEST(SelectParserTest, StatementsBeforeABrokenOneAreReadFirst) {
   EXPECT_EQ(statement->table, "a");
   ASSERT_TRUE(reader.Next(&statement).ok());
   EXPECT_EQ(statement->table, "c");
-  EXPECT_EQ(reader.Next(&statement).message, R"(near ";": syntax error)");
+  EXPECT_EQ(reader.Next(&statement).message(), R"(near ";": syntax error)");
 }
 
 TEST(SelectParserTest, ResultColumnsKeepTheirTextAsTyped) {

@@ -130,7 +130,7 @@ TEST_P(TreeTest, HoldsEveryEntryInValidPages) {
   // The engine must accept every page and give the same entries back.
   std::vector<std::pair<std::string, std::string>> read;
   const Status status = testing::ReadTree(image, kRoot, &read);
-  ASSERT_TRUE(status.ok()) << status.message;
+  ASSERT_TRUE(status.ok()) << status.message();
   EXPECT_EQ(read, report.entries);
 }
 

@@ -188,7 +188,7 @@ TEST(WriterProcess, CannotStartWhileAReaderHoldsItsLock) {
   ASSERT_TRUE(WriterProcess::Start(path, TableImage(20, 'b'), {}, &writer).ok());
   const Status locked = writer->Run(WriterProcess::Step::kLock);
   EXPECT_EQ(locked.rc, SQLITE_BUSY);
-  EXPECT_EQ(locked.message, "database is locked");
+  EXPECT_EQ(locked.message(), "database is locked");
 
   close(reader);
   EXPECT_TRUE(writer->Commit().ok());

@@ -23,7 +23,7 @@ using Entries = std::vector<std::pair<std::string, std::string>>;
 Entries Tree(const std::vector<uint8_t>& image, PageNumber root) {
   Entries entries;
   const Status status = testing::ReadTree(image, root, &entries);
-  EXPECT_TRUE(status.ok()) << status.message;
+  EXPECT_TRUE(status.ok()) << status.message();
   return entries;
 }
 
@@ -102,7 +102,7 @@ TEST_P(FixtureTest, RebuildingFromTheFileGivesTheLibrarysTrees) {
       status = clone.CreateIndex(*row.sql);
     if (row.type == "view")
       status = clone.CreateView(*row.sql);
-    ASSERT_TRUE(status.ok()) << row.name << ": " << status.message;
+    ASSERT_TRUE(status.ok()) << row.name << ": " << status.message();
   }
   for (const MasterRow& row : master) {
     if (row.type != "table")
@@ -112,7 +112,7 @@ TEST_P(FixtureTest, RebuildingFromTheFileGivesTheLibrarysTrees) {
       const size_t columns = static_cast<uint8_t>(record[0]) / width - 1;
       const Status status = clone.InsertWithRowid(row.name, format::DecodeRowidKey(key.data()),
                                                   Decode(record, columns));
-      ASSERT_TRUE(status.ok()) << row.name << ": " << status.message;
+      ASSERT_TRUE(status.ok()) << row.name << ": " << status.message();
     }
   }
   ExpectSameTrees(clone.Bytes(), original);
@@ -125,7 +125,7 @@ TEST_P(FixtureTest, RunningItsScriptGivesTheLibrarysTrees) {
   Database db(OptionsOf(original));
   const Status status =
       RunScript(std::string_view(reinterpret_cast<const char*>(script.data()), script.size()), &db);
-  ASSERT_TRUE(status.ok()) << status.message;
+  ASSERT_TRUE(status.ok()) << status.message();
   ExpectSameTrees(db.Bytes(), original);
 }
 
@@ -152,7 +152,7 @@ TEST(Script, RefusesWhatItCannotRead) {
     Database db;
     const Status status = RunScript(c.script, &db);
     EXPECT_EQ(status.rc, SQLITE_ERROR) << c.script;
-    EXPECT_EQ(status.message, c.message) << c.script;
+    EXPECT_EQ(status.message(), c.message) << c.script;
   }
 }
 
@@ -185,7 +185,7 @@ TEST(Schema, RowsAndRootPagesComeOutAsTheLibraryWritesThem) {
                               ? db.CreateIndex(sql)
                           : text.find("VIEW") != text.npos ? db.CreateView(sql)
                                                            : db.CreateTable(sql);
-    ASSERT_TRUE(status.ok()) << sql << ": " << status.message;
+    ASSERT_TRUE(status.ok()) << sql << ": " << status.message();
   }
   const std::vector<uint8_t> image = db.Bytes();
   const std::vector<MasterRow> master = Master(image);
@@ -282,7 +282,7 @@ TEST(Rows, RowidsAndRefusalsFollowTheLibrary) {
                                      : db.Insert(step.table, step.row);
     EXPECT_EQ(status.rc, step.rc) << step.table << " " << step.row.size();
     if (step.rc != SQLITE_OK) {
-      EXPECT_EQ(status.message, step.message);
+      EXPECT_EQ(status.message(), step.message);
     }
   }
 
