@@ -38,7 +38,7 @@ int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key
 }  // namespace
 
 void BtreeCursor::Rewind() {
-  stack_.clear();
+  depth_ = 0;
   visited_.clear();
   started_ = false;
   error_ = Status::Ok();
@@ -52,37 +52,19 @@ Status BtreeCursor::Fail(Status status) {
 }
 
 Status BtreeCursor::Push(PageNumber number, bool is_root, bool remember) {
-  if (stack_.size() >= kMaxDepth) {
+  if (depth_ == kMaxDepth) {
     return Status::Corrupt();
   }
   // A page reached twice means a pointer cycle or a shared subtree.
   if (remember && !visited_.insert(number).second) {
     return Status::Corrupt();
   }
-  if (!is_root && number > pager_->page_count()) {
-    return Status::Corrupt();
+  const BtreePage* page;
+  Status status = pager_->GetBtreePage(number, is_root, &page);
+  if (!status.ok()) {
+    return status;
   }
-  Frame frame;
-  frame.page = pager_->FindDecoded(number);
-  if (frame.page == nullptr) {
-    PageRef bytes;
-    Status status = pager_->GetPage(number, &bytes);
-    if (!status.ok()) {
-      return status;
-    }
-    auto page = std::make_shared<BtreePage>();
-    status =
-        BtreePage::DecodeFrom(number, std::move(bytes), pager_->byte_order(), is_root, page.get());
-    if (!status.ok()) {
-      return status;
-    }
-    // Only pages with cells: an empty page passes as a root and fails as a child.
-    if (!page->cells.empty()) {
-      pager_->KeepDecoded(page);
-    }
-    frame.page = std::move(page);
-  }
-  stack_.push_back(std::move(frame));
+  stack_[depth_++] = {page, 0, false};
   return Status::Ok();
 }
 
@@ -100,7 +82,7 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
     if (!status.ok()) {
       return Fail(status);
     }
-    const BtreePage& page = *stack_.back().page;
+    const BtreePage& page = *stack_[depth_ - 1].page;
     // Binary search for the first cell whose key is >= `key`.
     size_t low = 0, high = page.cells.size();
     bool equal = false;
@@ -121,7 +103,7 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
       }
     }
     equal = equal && low < page.cells.size();
-    Frame& frame = stack_.back();
+    Frame& frame = stack_[depth_ - 1];
     frame.index = low;
     // Everything left of the found cell is smaller than `key`.
     frame.child_done = true;
@@ -147,8 +129,8 @@ Status BtreeCursor::Next(bool* has_entry) {
       return Fail(status);
     }
   }
-  while (!stack_.empty()) {
-    Frame& frame = stack_.back();
+  while (depth_ > 0) {
+    Frame& frame = stack_[depth_ - 1];
     const size_t count = frame.page->cells.size();
     if (!frame.child_done) {
       frame.child_done = true;
@@ -173,7 +155,7 @@ Status BtreeCursor::Next(bool* has_entry) {
       *has_entry = true;
       return Status::Ok();
     }
-    stack_.pop_back();
+    --depth_;
   }
   key_ = data_ = {};
   return Status::Ok();

@@ -18,11 +18,10 @@
 #ifndef SQLITE2_FORMAT_BTREE_CURSOR_H_
 #define SQLITE2_FORMAT_BTREE_CURSOR_H_
 
-#include <memory>
+#include <array>
 #include <string>
 #include <string_view>
 #include <unordered_set>
-#include <vector>
 
 #include "sqlite2/format/btree_page.h"
 #include "sqlite2/format/pager.h"
@@ -39,10 +38,9 @@ class BtreeCursor {
   // twice (a rewound scan), and room for the key comparisons of seeks.
   static uint64_t OverflowBudget(uint32_t page_count) { return 2 * uint64_t{page_count} + 1024; }
 
-  // `pager` must outlive the cursor. The cursor starts before the first entry.
-  BtreeCursor(Pager* pager, PageNumber root) : pager_(pager), root_(root) {
-    stack_.reserve(4);  // trees are rarely deeper
-  }
+  // `pager` must outlive the cursor (see pager.h). The cursor starts before
+  // the first entry.
+  BtreeCursor(Pager* pager, PageNumber root) : pager_(pager), root_(root) {}
 
   // Positions before the first entry.
   void Rewind();
@@ -61,9 +59,9 @@ class BtreeCursor {
 
  private:
   struct Frame {
-    std::shared_ptr<const BtreePage> page;
-    size_t index = 0;         // the cell to yield next (cells.size(): none left)
-    bool child_done = false;  // whether the subtree left of `index` was walked
+    const BtreePage* page = nullptr;  // owned by the pager
+    size_t index = 0;                 // the cell to yield next (cells.size(): none left)
+    bool child_done = false;          // whether the subtree left of `index` was walked
   };
 
   Status Fail(Status status);
@@ -82,7 +80,8 @@ class BtreeCursor {
 
   Pager* pager_;
   PageNumber root_;
-  std::vector<Frame> stack_;
+  std::array<Frame, kMaxDepth> stack_;
+  size_t depth_ = 0;  // frames in use
   std::unordered_set<PageNumber> visited_;
   bool started_ = false;
   Status error_;

@@ -29,14 +29,12 @@ uint32_t Cell::size() const {
   return (kCellHeaderSize + payload_size() + 3) & ~3u;
 }
 
-Status BtreePage::DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, bool is_root,
-                             BtreePage* out) {
-  out->number = number;
-  out->bytes = std::move(bytes);
-  out->cells.clear();
-  out->cells.reserve(16);  // most pages hold fewer; saves regrowing the list
-  const uint8_t* p = out->bytes->data();
+Status BtreePage::DecodeFrom(const Page& bytes, ByteOrder order, bool is_root,
+                             std::span<Cell, kMaxCellsPerPage> room, BtreePage* out) {
+  const uint8_t* p = bytes.data();
+  out->bytes = &bytes;
   out->right_child = Load32(p, order);
+  out->cells = {};
   const uint16_t first_cell = Load16(p + 4, order);
   const uint16_t first_free = Load16(p + 6, order);
 
@@ -44,9 +42,10 @@ Status BtreePage::DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, 
   // most kMaxCellsPerPage cells, and no cell may be reached twice.
   std::bitset<kPageSize / 4> seen;
   uint32_t cell_bytes = 0;
+  size_t count = 0;
   for (uint16_t offset = first_cell; offset != 0;) {
     if (offset < kPageHeaderSize || offset > kLargestCellOffset || offset % 4 != 0 ||
-        seen[offset / 4] || out->cells.size() == kMaxCellsPerPage) {
+        seen[offset / 4] || count == kMaxCellsPerPage) {
       return Status::Corrupt();
     }
     seen[offset / 4] = true;
@@ -59,7 +58,7 @@ Status BtreePage::DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, 
       cell.overflow = Load32(p + offset + kOverflowPointerOffset, order);
     }
     cell_bytes += cell.size();
-    out->cells.push_back(cell);
+    room[count++] = cell;
     offset = next;
   }
 
@@ -80,13 +79,14 @@ Status BtreePage::DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, 
 
   // A page of zeros (a root past the end of a truncated file) has neither
   // cells nor free blocks and still counts as an empty page.
-  const bool blank = out->cells.empty() && first_free == 0;
+  const bool blank = count == 0 && first_free == 0;
   if (!blank && cell_bytes + free_bytes != kUsableSize) {
     return Status::Corrupt();
   }
-  if (out->cells.empty() && !is_root) {
+  if (count == 0 && !is_root) {
     return Status::Corrupt();
   }
+  out->cells = room.first(count);
   return Status::Ok();
 }
 

@@ -34,7 +34,7 @@
 #define SQLITE2_FORMAT_BTREE_PAGE_H_
 
 #include <cstdint>
-#include <vector>
+#include <span>
 
 #include "sqlite2/format/page.h"
 #include "sqlite2/status.h"
@@ -64,23 +64,25 @@ struct Cell {
   uint32_t size() const;
 };
 
+// A decoded page: views into the page's bytes and into the cells decoded
+// from them, valid as long as both are.
 struct BtreePage {
-  PageNumber number = 0;
-  PageRef bytes;
+  const Page* bytes = nullptr;
   PageNumber right_child = 0;
-  std::vector<Cell> cells;  // in list (= key) order
+  std::span<const Cell> cells;  // in list (= key) order
 
   // Where the payload stored in the cell itself begins.
   const uint8_t* local_payload(const Cell& cell) const {
     return bytes->data() + cell.offset + kCellHeaderSize;
   }
 
-  // Decodes and validates page `number`. A root page without cells is an
-  // empty tree; any other page without cells is corrupt, as is a page whose
-  // cell offsets, cell sizes, free blocks or space accounting are wrong or
-  // whose cell list loops.
-  static Status DecodeFrom(PageNumber number, PageRef bytes, ByteOrder order, bool is_root,
-                           BtreePage* out);
+  // Decodes and validates the page `bytes`, writing its cells to the start
+  // of `room`. A root page without cells is an empty
+  // tree; any other page without cells is corrupt, as is a page whose cell
+  // offsets, cell sizes, free blocks or space accounting are wrong or whose
+  // cell list loops.
+  static Status DecodeFrom(const Page& bytes, ByteOrder order, bool is_root,
+                           std::span<Cell, kMaxCellsPerPage> room, BtreePage* out);
 };
 
 }  // namespace sqlite2::format

@@ -16,7 +16,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 namespace sqlite2::format {
 
@@ -24,9 +23,6 @@ inline constexpr size_t kPageSize = 1024;
 
 using PageNumber = uint32_t;
 using Page = std::array<uint8_t, kPageSize>;
-// Pages are shared so that a cursor keeps the pages it points into alive
-// even after the cache that handed them out has been dropped.
-using PageRef = std::shared_ptr<const Page>;
 
 enum class ByteOrder { kLittleEndian, kBigEndian };
 

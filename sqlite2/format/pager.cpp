@@ -1,13 +1,16 @@
 #include "sqlite2/format/pager.h"
 
-#include <memory>
-
 namespace sqlite2::format {
+namespace {
+
+const Page kZeros{};
+
+// A page beyond the end, read as a root: an empty tree.
+const BtreePage kBlankRoot{&kZeros, 0, {}};
+
+}  // namespace
 
 Status Pager::Refresh() {
-  DropCache();
-  page_count_ = 0;
-  header_ = FileHeader();
   Status status = source_->CountPages(&page_count_);
   if (!status.ok()) {
     return status;
@@ -16,44 +19,66 @@ Status Pager::Refresh() {
   if (page_count_ == 0) {
     return FileHeader::DecodeFrom(nullptr, &header_);
   }
-  PageRef page1;
+  const Page* page1;
   status = GetPage(1, &page1);
   if (!status.ok()) {
     return status;
   }
-  return FileHeader::DecodeFrom(page1.get(), &header_);
+  return FileHeader::DecodeFrom(page1, &header_);
 }
 
-Status Pager::GetPage(PageNumber number, PageRef* out) {
+Status Pager::GetPage(PageNumber number, const Page** out) {
   if (number == 0) {
     return Status::Corrupt();
   }
   if (number > page_count_) {
-    static const PageRef zeros = std::make_shared<const Page>();
-    *out = zeros;
+    *out = &kZeros;
     return Status::Ok();
   }
-  auto it = cache_.find(number);
-  if (it != cache_.end()) {
-    *out = it->second;
-    return Status::Ok();
+  PageCache::Entry& entry = cache_.At(number);
+  if (!entry.read) {
+    Status status = source_->ReadPage(number, &entry.bytes);
+    if (!status.ok()) {
+      return status;
+    }
+    entry.read = true;
   }
-  auto page = std::make_shared<Page>();
-  Status status = source_->ReadPage(number, page.get());
-  if (!status.ok()) {
-    return status;
-  }
-  *out = cache_.emplace(number, std::move(page)).first->second;
+  *out = &entry.bytes;
   return Status::Ok();
 }
 
-std::shared_ptr<const BtreePage> Pager::FindDecoded(PageNumber number) const {
-  auto it = decoded_.find(number);
-  return it == decoded_.end() ? nullptr : it->second;
-}
-
-void Pager::KeepDecoded(std::shared_ptr<const BtreePage> page) {
-  decoded_[page->number] = std::move(page);
+Status Pager::GetBtreePage(PageNumber number, bool is_root, const BtreePage** out) {
+  if (number == 0) {
+    return Status::Corrupt();
+  }
+  if (number > page_count_) {
+    if (!is_root) {
+      return Status::Corrupt();
+    }
+    *out = &kBlankRoot;
+    return Status::Ok();
+  }
+  PageCache::Entry& entry = cache_.At(number);
+  if (!entry.decoded) {
+    const Page* bytes;
+    Status status = GetPage(number, &bytes);
+    if (!status.ok()) {
+      return status;
+    }
+    status =
+        BtreePage::DecodeFrom(*bytes, header_.byte_order, is_root, cache_.CellRoom(), &entry.tree);
+    if (!status.ok()) {
+      return status;
+    }
+    cache_.KeepCells(entry.tree.cells.size());
+    entry.decoded = true;
+  }
+  // A page without cells passes as a root only.
+  if (!is_root && entry.tree.cells.empty()) {
+    return Status::Corrupt();
+  }
+  *out = &entry.tree;
+  return Status::Ok();
 }
 
 }  // namespace sqlite2::format

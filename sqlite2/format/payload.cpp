@@ -37,7 +37,7 @@ Status ReadPayload(Pager& pager, const BtreePage& page, const Cell& cell, uint32
     if (number == 0 || number > pager.page_count()) {
       return Status::Corrupt();
     }
-    PageRef overflow;
+    const Page* overflow;
     Status status = pager.GetPage(number, &overflow);
     if (!status.ok()) {
       return status;

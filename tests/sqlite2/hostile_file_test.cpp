@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -79,13 +80,12 @@ TEST(SharedOverflowChain, StopsAScanBeforeItCopiesMuchMoreThanTheFile) {
   };
   std::vector<Spot> cells;
   for (size_t page = 3; page <= image.size() / format::kPageSize; ++page) {
-    auto bytes = std::make_shared<format::Page>();
+    format::Page bytes;
     std::copy_n(image.begin() + static_cast<ptrdiff_t>((page - 1) * format::kPageSize),
-                format::kPageSize, bytes->begin());
+                format::kPageSize, bytes.begin());
+    std::array<format::Cell, format::kMaxCellsPerPage> room;
     BtreePage decoded;
-    if (!BtreePage::DecodeFrom(static_cast<format::PageNumber>(page), bytes,
-                               format::ByteOrder::kLittleEndian, false, &decoded)
-             .ok())
+    if (!BtreePage::DecodeFrom(bytes, format::ByteOrder::kLittleEndian, false, room, &decoded).ok())
       continue;  // an overflow page
     for (const format::Cell& cell : decoded.cells) {
       if (cell.key_size == 4 && cell.overflow != 0) {

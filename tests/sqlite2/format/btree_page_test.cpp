@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -19,10 +20,16 @@ using testing::TestImage;
 constexpr ByteOrder kBothOrders[] = {ByteOrder::kLittleEndian, ByteOrder::kBigEndian};
 constexpr PageNumber kPage = 2;
 
-Status Decode(TestImage& image, bool is_root, BtreePage* out) {
-  auto bytes = std::make_shared<Page>();
-  std::memcpy(bytes->data(), image.page(kPage), kPageSize);
-  return BtreePage::DecodeFrom(kPage, bytes, image.order(), is_root, out);
+// A page decoded from a copy of the image's page, with the storage its
+// view points into.
+struct DecodedPage : BtreePage {
+  Page copy;
+  std::array<Cell, kMaxCellsPerPage> room;
+};
+
+Status Decode(TestImage& image, bool is_root, DecodedPage* out) {
+  std::memcpy(out->copy.data(), image.page(kPage), kPageSize);
+  return BtreePage::DecodeFrom(out->copy, image.order(), is_root, out->room, out);
 }
 
 TestCell Row(int32_t rowid, PageNumber left_child = 0) {
@@ -33,7 +40,7 @@ TEST(BtreePageTest, CellsComeInListOrderWithTheirHeaders) {
   for (ByteOrder order : kBothOrders) {
     TestImage image(order, 2);
     image.WriteBtreePage(kPage, 77, {Row(1, 10), Row(2, 11), Row(3, 12)});
-    BtreePage page;
+    DecodedPage page;
     ASSERT_TRUE(Decode(image, /*is_root=*/false, &page).ok());
     EXPECT_EQ(page.right_child, 77u);
     ASSERT_EQ(page.cells.size(), 3u);
@@ -58,7 +65,7 @@ TEST(BtreePageTest, FullestPossiblePageIsAccepted) {
       cells.push_back({0, EncodeRowidKey(i), ""});
     }
     image.WriteBtreePage(kPage, 0, cells);
-    BtreePage page;
+    DecodedPage page;
     ASSERT_TRUE(Decode(image, /*is_root=*/false, &page).ok());
     EXPECT_EQ(page.cells.size(), 63u);
   }
@@ -76,7 +83,7 @@ TEST(BtreePageTest, PagesWithoutCellsAreEmptyRootsButCorruptChildren) {
     for (const auto& c : kCases) {
       TestImage image(order, 2);
       c.make(image);
-      BtreePage page;
+      DecodedPage page;
       EXPECT_TRUE(Decode(image, /*is_root=*/true, &page).ok()) << c.what;
       EXPECT_TRUE(page.cells.empty()) << c.what;
       EXPECT_EQ(Decode(image, /*is_root=*/false, &page).rc, 11) << c.what;
@@ -131,7 +138,7 @@ TEST(BtreePageTest, DamagedPagesAreCorrupt) {
       const Offsets cells = image.WriteBtreePage(kPage, 0, {Row(1), Row(2), Row(3)});
       ASSERT_EQ(cells, (Offsets{48, 28, 8}));
       c.damage(image, cells);
-      BtreePage page;
+      DecodedPage page;
       const Status status = Decode(image, /*is_root=*/true, &page);
       EXPECT_EQ(status.rc, 11) << c.what;
       EXPECT_EQ(status.message(), "database disk image is malformed") << c.what;

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "tests/sqlite2/format/test_image.h"
@@ -110,10 +111,83 @@ TEST(PagerTest, ShortFilesAndPartialPages) {
     EXPECT_EQ(pager.page_count(), c.page_count);
     EXPECT_EQ(pager.header().file_format, 4);
     // Pages past the end read as zeros; page 0 does not exist.
-    PageRef page;
-    ASSERT_TRUE(pager.GetPage(c.page_count + 1, &page).ok());
-    EXPECT_EQ(*page, Page{});
+    for (PageNumber beyond : {c.page_count + 1, c.page_count + 33, PageNumber{UINT32_MAX}}) {
+      const Page* page;
+      ASSERT_TRUE(pager.GetPage(beyond, &page).ok()) << beyond;
+      EXPECT_EQ(*page, Page{}) << beyond;
+      // As a B-tree page: an empty tree where a root is, damage elsewhere.
+      const BtreePage* tree;
+      ASSERT_TRUE(pager.GetBtreePage(beyond, /*is_root=*/true, &tree).ok()) << beyond;
+      EXPECT_TRUE(tree->cells.empty()) << beyond;
+      EXPECT_EQ(pager.GetBtreePage(beyond, /*is_root=*/false, &tree).rc, 11) << beyond;
+    }
+    const Page* page;
     EXPECT_EQ(pager.GetPage(0, &page).rc, 11);
+    const BtreePage* tree;
+    EXPECT_EQ(pager.GetBtreePage(0, /*is_root=*/true, &tree).rc, 11);
+  }
+}
+
+// A database as large as page numbers go, each page but the first stamped
+// with its own number, counting how often each page is read.
+class StampedPageSource : public PageSource {
+ public:
+  Status CountPages(uint32_t* count) override {
+    *count = UINT32_MAX;
+    return Status::Ok();
+  }
+  Status ReadPage(PageNumber number, Page* out) override {
+    ++reads[number];
+    if (number == 1) {
+      std::memcpy(out->data(), header_.page(1), kPageSize);
+    } else {
+      out->fill(0xee);
+      std::memcpy(out->data(), &number, sizeof number);
+    }
+    return Status::Ok();
+  }
+
+  std::map<PageNumber, int> reads;
+
+ private:
+  TestImage header_{ByteOrder::kLittleEndian, 1};
+};
+
+TEST(PagerTest, EveryPageIsReadOnceAndStaysWhereItWasHandedOut) {
+  StampedPageSource source;
+  Pager pager(&source);
+  ASSERT_TRUE(pager.Refresh().ok());
+  // Either side of the cache's slab and table boundaries, and the very last
+  // page a 32-bit number reaches, in no particular order.
+  const PageNumber kNumbers[] = {2,
+                                 32,
+                                 33,
+                                 65,
+                                 64,
+                                 1u << 15,
+                                 32769,
+                                 32768 * 2,
+                                 1u << 20,
+                                 UINT32_MAX,
+                                 UINT32_MAX - 1,
+                                 UINT32_MAX - 32,
+                                 3,
+                                 (1u << 31) + 1};
+  std::map<PageNumber, const Page*> handed_out;
+  for (PageNumber number : kNumbers) {
+    const Page* page;
+    ASSERT_TRUE(pager.GetPage(number, &page).ok()) << number;
+    handed_out[number] = page;
+  }
+  for (PageNumber number : kNumbers) {
+    const Page* page;
+    ASSERT_TRUE(pager.GetPage(number, &page).ok()) << number;
+    EXPECT_EQ(page, handed_out[number]) << number;
+    PageNumber stamp;
+    std::memcpy(&stamp, page->data(), sizeof stamp);
+    EXPECT_EQ(stamp, number);
+    EXPECT_EQ((*page)[kPageSize - 1], 0xee) << number;
+    EXPECT_EQ(source.reads[number], 1) << number;
   }
 }
 
