@@ -123,10 +123,14 @@ Status Parse(std::string_view text, std::optional<sql::SelectStatement>* parsed)
 
 Status Database::RunStatement(std::string_view sql, size_t begin, const RowHandler& on_row,
                               size_t* end) {
+  const size_t depth = static_cast<size_t>(running_statements_);
+  if (levels_.size() == depth)
+    levels_.push_back(std::make_unique<Level>());
+  Level& level = *levels_[depth];
   // A statement is parsed before the lock is taken, so that a syntax error
   // is reported whatever the lock; one met before parsed already.
-  Literals literals;
-  std::shared_ptr<const PreparedSelect> statement = statements_.Find(sql, begin, &literals, end);
+  std::shared_ptr<const PreparedSelect> statement =
+      statements_.Find(sql, begin, &level.literals, end);
   std::optional<sql::StatementShape> shape;
   std::optional<sql::SelectStatement> parsed;
   if (!statement) {
@@ -144,15 +148,17 @@ Status Database::RunStatement(std::string_view sql, size_t begin, const RowHandl
   if (!statement || schema_loads_ != schema_loads) {
     if (!shape)
       shape = sql::ShapeStatement(sql, begin);
-    if (Status status = Prepare(*shape, &parsed, &statement, &literals); !status.ok())
+    if (Status status = Prepare(*shape, &parsed, &statement); !status.ok())
       return status;
+    const std::span<const LiteralValue> written = statement->literals();
+    level.literals.values.assign(written.begin(), written.end());
   }
-  return Run(*statement, std::move(literals), on_row);
+  return Run(*statement, level, on_row);
 }
 
 Status Database::Prepare(const sql::StatementShape& shape,
                          std::optional<sql::SelectStatement>* parsed,
-                         std::shared_ptr<const PreparedSelect>* statement, Literals* literals) {
+                         std::shared_ptr<const PreparedSelect>* statement) {
   if (!*parsed) {
     if (Status status = Parse(shape.text, parsed); !status.ok() || !*parsed)
       return status;
@@ -160,24 +166,32 @@ Status Database::Prepare(const sql::StatementShape& shape,
   std::unique_ptr<const PreparedSelect> prepared;
   if (Status status = PreparedSelect::Prepare(schema_, **parsed, &prepared); !status.ok())
     return status;
-  *literals = prepared->literals();
   *statement = std::move(prepared);
   statements_.Keep(shape, *statement);
   return Status::Ok();
 }
 
-Status Database::Run(const PreparedSelect& statement, Literals literals, const RowHandler& on_row) {
+Status Database::Run(const PreparedSelect& statement, Level& level, const RowHandler& on_row) {
   // Only a nested statement can reuse a hash: the outermost one's lock,
   // and the hashes with it, end with the statement.
   ColumnHashes* hashes = running_statements_ > 1 ? snapshot_->hashes() : nullptr;
-  Query query(statement, std::move(literals), snapshot_->pager(), hashes);
+  Query& query = level.query;
+  query.Start(statement, level.literals.values, snapshot_->pager(), hashes);
+  Status status;
   for (;;) {
     bool has_row = false;
-    if (Status status = query.Step(&has_row); !status.ok() || !has_row)
-      return status;
-    if (on_row && !on_row(query))
-      return Status::Error(SQLITE_ABORT, "");
+    status = query.Step(&has_row);
+    if (!status.ok() || !has_row)
+      break;
+    if (on_row && !on_row(query)) {
+      status = Status::Error(SQLITE_ABORT, "");
+      break;
+    }
   }
+  // The snapshot, and the pages the query points into, may end with this
+  // statement.
+  query.Finish();
+  return status;
 }
 
 }  // namespace sqlite2

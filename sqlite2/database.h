@@ -24,6 +24,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "sqlite2/format/page_source.h"
 #include "sqlite2/format/pager.h"
@@ -67,11 +68,20 @@ class Database {
   // Runs the statement that begins at `begin` of `sql`; `end` gets where
   // it ends.
   Status RunStatement(std::string_view sql, size_t begin, const RowHandler& on_row, size_t* end);
+  // What each level of statements nested in row handlers reuses from one
+  // statement to the next, so that the font reader's thousands of
+  // lookups, all at one level, allocate nothing for their literals and
+  // rows.
+  struct Level {
+    BoundLiterals literals;
+    Query query;
+  };
+
   // Prepares the statement from `parsed` (parsed here when not yet) and
-  // keeps it; `literals` gets the values of its literals as written.
+  // keeps it.
   Status Prepare(const sql::StatementShape& shape, std::optional<sql::SelectStatement>* parsed,
-                 std::shared_ptr<const PreparedSelect>* statement, Literals* literals);
-  Status Run(const PreparedSelect& statement, Literals literals, const RowHandler& on_row);
+                 std::shared_ptr<const PreparedSelect>* statement);
+  Status Run(const PreparedSelect& statement, Level& level, const RowHandler& on_row);
   // Takes the snapshot an outermost statement reads and brings the schema
   // up to date in it.
   Status BeginSnapshot(std::chrono::milliseconds busy_wait);
@@ -85,6 +95,7 @@ class Database {
   StatementCache statements_;
   uint64_t schema_loads_ = 0;
   int running_statements_ = 0;
+  std::vector<std::unique_ptr<Level>> levels_;  // by running_statements_ when it starts
 };
 
 }  // namespace sqlite2

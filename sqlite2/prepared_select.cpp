@@ -104,6 +104,8 @@ Status PreparedSelect::Bind(const Schema& schema, const sql::SelectStatement& st
   if (where)
     SplitAnd(std::move(where), &terms);
   ChoosePlan(std::move(terms));
+  for (const Literal& literal : literals_)
+    literal_values_.push_back(literal ? LiteralValue(*literal) : std::nullopt);
   return Status::Ok();
 }
 

@@ -28,7 +28,9 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sqlite2/schema.h"
@@ -40,7 +42,18 @@ namespace sqlite2 {
 
 // A literal's value; nullopt is SQL NULL.
 using Literal = std::optional<std::string>;
-using Literals = std::vector<Literal>;
+// A literal's value for one run of a statement: a view into the prepared
+// statement, or into the SQL text the run was found in.
+using LiteralValue = std::optional<std::string_view>;
+
+// The literal values of one run of a statement (see Query), kept from one
+// run to the next so that filling them allocates nothing.
+struct BoundLiterals {
+  std::vector<LiteralValue> values;  // one per slot
+  // Where a parameter's value lives when undoing its quotes took more than
+  // dropping them: one string per parameter, in order.
+  std::vector<std::string> unquoted;
+};
 
 class PreparedSelect {
  public:
@@ -102,7 +115,7 @@ class PreparedSelect {
   const Plan& plan() const { return plan_; }
 
   // The values of the literals as the statement was written, one per slot.
-  const Literals& literals() const { return literals_; }
+  std::span<const LiteralValue> literals() const { return literal_values_; }
   // The slot of the literal that starts at `offset` of the statement text
   // (Expr::offset), if one does.
   std::optional<size_t> SlotAt(size_t offset) const;
@@ -129,8 +142,9 @@ class PreparedSelect {
   std::vector<Operand> results_;
   std::vector<std::unique_ptr<Condition>> filters_;
   Plan plan_;
-  Literals literals_;
-  std::vector<size_t> literal_offsets_;  // per slot
+  std::vector<Literal> literals_;
+  std::vector<LiteralValue> literal_values_;  // views of literals_
+  std::vector<size_t> literal_offsets_;       // per slot
 };
 
 }  // namespace sqlite2

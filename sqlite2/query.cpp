@@ -1,7 +1,8 @@
 #include "sqlite2/query.h"
 
 #include <algorithm>
-#include <utility>
+#include <charconv>
+#include <iterator>
 
 #include "sqlite2/format/keys.h"
 #include "sqlite2/sql/compare.h"
@@ -37,20 +38,43 @@ bool HasNullField(std::string_view key, size_t count) {
 
 }  // namespace
 
-Query::Query(const PreparedSelect& statement, Literals literals, format::Pager* pager,
-             ColumnHashes* hashes)
-    : statement_(statement),
-      table_(statement.table()),
-      literals_(std::move(literals)),
-      pager_(pager),
-      hashes_(hashes) {
+Query::Query() = default;
+Query::~Query() = default;
+
+void Query::Start(const PreparedSelect& statement, std::span<const LiteralValue> literals,
+                  format::Pager* pager, ColumnHashes* hashes) {
+  Finish();
+  statement_ = &statement;
+  table_ = statement.table();
+  literals_ = literals;
+  pager_ = pager;
+  hashes_ = hashes;
   ChooseAccess();
 }
 
-Query::~Query() = default;
+void Query::Finish() {
+  statement_ = nullptr;
+  table_ = nullptr;
+  literals_ = {};
+  pager_ = nullptr;
+  hashes_ = nullptr;
+  access_ = Access::kScan;
+  rowid_ = 0;
+  prefix_.clear();
+  lower_.reset();
+  upper_.reset();
+  rows_.reset();
+  index_.reset();
+  candidates_.clear();
+  next_candidate_ = 0;
+  after_candidates_ = Status::Ok();
+  started_ = false;
+  finished_ = false;
+  error_ = Status::Ok();
+}
 
 void Query::ChooseAccess() {
-  const Plan& plan = statement_.plan();
+  const Plan& plan = statement_->plan();
   switch (plan.access) {
     case Plan::Access::kNoTable:
       access_ = Access::kNoTable;
@@ -71,11 +95,11 @@ void Query::ChooseAccess() {
 }
 
 void Query::ChooseIndexRange() {
-  const Plan& plan = statement_.plan();
+  const Plan& plan = statement_->plan();
   access_ = Access::kIndex;
   bool null_bound = false;
   auto append = [&](size_t slot, size_t field, std::string* key) {
-    const Literal& literal = literals_[slot];
+    const LiteralValue& literal = literals_[slot];
     null_bound = null_bound || !literal.has_value();
     format::AppendIndexField(literal, table_->columns[plan.index->columns[field]].text, key);
   };
@@ -110,14 +134,13 @@ Status Query::Step(bool* has_row) {
       finished_ = true;
       break;
     }
-    const auto& filters = statement_.filters();
+    const auto& filters = statement_->filters();
     const bool passes = std::all_of(filters.begin(), filters.end(),
                                     [this](const auto& term) { return Evaluate(*term) == true; });
     if (!passes)
       continue;
     row_.clear();
-    row_.reserve(statement_.results().size());
-    for (const Operand& operand : statement_.results())
+    for (const Operand& operand : statement_->results())
       row_.push_back(Value(operand));
     *has_row = true;
     return Status::Ok();
@@ -163,11 +186,11 @@ Status Query::Advance(bool* loaded) {
 }
 
 Status Query::AdvanceIndex(bool* loaded) {
-  const Plan& plan = statement_.plan();
-  if (index_ == nullptr) {
+  const Plan& plan = statement_->plan();
+  if (!index_) {
     if (plan.index->root < 2)
       return BadRootPage();
-    index_ = std::make_unique<format::BtreeCursor>(pager_, plan.index->root);
+    index_.emplace(pager_, plan.index->root);
     const std::string& start = lower_ ? *lower_ : prefix_;
     if (Status status = index_->SeekAtLeast(start); !status.ok())
       return status;
@@ -206,7 +229,7 @@ Status Query::AdvanceIndex(bool* loaded) {
 
 Status Query::AdvanceHash(bool first, bool* loaded) {
   if (first) {
-    const Plan& plan = statement_.plan();
+    const Plan& plan = statement_->plan();
     const ColumnHash& hash = hashes_->Get(pager_, *table_, *plan.hash_column, plan.hash_numeric);
     if (!hash.Find(*literals_[plan.hash_slot], &candidates_)) {
       access_ = Access::kScan;
@@ -228,7 +251,8 @@ Status Query::AdvanceHash(bool first, bool* loaded) {
 Status Query::LoadRow(int32_t rowid, std::string_view record) {
   if (Status status = format::DecodeRecord(record, table_->columns.size(), &values_); !status.ok())
     return status;
-  rowid_text_ = std::to_string(rowid);
+  rowid_length_ = static_cast<size_t>(
+      std::to_chars(std::begin(rowid_digits_), std::end(rowid_digits_), rowid).ptr - rowid_digits_);
   return Status::Ok();
 }
 
@@ -237,14 +261,11 @@ std::optional<std::string_view> Query::Value(const Operand& operand) const {
     case Operand::Source::kColumn:
       return values_[operand.column];
     case Operand::Source::kRowid:
-      return rowid_text_;
+      return std::string_view(rowid_digits_, rowid_length_);
     case Operand::Source::kLiteral:
       break;
   }
-  const Literal& literal = literals_[operand.slot];
-  if (!literal)
-    return std::nullopt;
-  return *literal;
+  return literals_[operand.slot];
 }
 
 std::optional<bool> Query::Evaluate(const Condition& c) const {

@@ -1,11 +1,14 @@
-// One run of a prepared SELECT statement (prepared_select.h) with the
-// values of its literals, stepping through its rows.
+// Runs of a prepared SELECT statement (prepared_select.h) with the values
+// of its literals, stepping through its rows. One query object serves one
+// run after another, keeping its buffers, so that the font reader's
+// thousands of lookups allocate nothing for them.
 #ifndef SQLITE2_QUERY_H_
 #define SQLITE2_QUERY_H_
 
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,18 +28,23 @@ using RowValues = std::vector<std::optional<std::string_view>>;
 
 class Query {
  public:
-  // `literals` holds a value for each of the statement's slots. The
-  // statement, `pager` and `hashes` (null when none may be built) must
-  // outlive the query.
-  Query(const PreparedSelect& statement, Literals literals, format::Pager* pager,
-        ColumnHashes* hashes);
+  Query();
   ~Query();
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
-  const std::vector<std::string>& column_names() const { return statement_.column_names(); }
+  // Begins a run of `statement`, ending the one before. `literals` holds a
+  // value for each of the statement's slots. The statement, the literals'
+  // storage, `pager` and `hashes` (null when none may be built) must
+  // outlive the run: the cursors point into the pager's pages (pager.h).
+  void Start(const PreparedSelect& statement, std::span<const LiteralValue> literals,
+             format::Pager* pager, ColumnHashes* hashes);
+  // Ends the run: nothing of it is used after this.
+  void Finish();
+
+  const std::vector<std::string>& column_names() const { return statement_->column_names(); }
   const std::vector<std::optional<std::string>>& column_types() const {
-    return statement_.column_types();
+    return statement_->column_types();
   }
 
   // Moves to the next row. Rows before an error stay delivered; after it
@@ -64,11 +72,11 @@ class Query {
   std::optional<std::string_view> Value(const Operand& operand) const;
   std::optional<bool> Evaluate(const Condition& condition) const;
 
-  const PreparedSelect& statement_;
-  const TableInfo* table_;
-  const Literals literals_;
-  format::Pager* pager_;
-  ColumnHashes* hashes_;
+  const PreparedSelect* statement_ = nullptr;
+  const TableInfo* table_ = nullptr;
+  std::span<const LiteralValue> literals_;
+  format::Pager* pager_ = nullptr;
+  ColumnHashes* hashes_ = nullptr;
 
   Access access_ = Access::kScan;
   int32_t rowid_ = 0;  // kRowid
@@ -77,7 +85,7 @@ class Query {
   std::optional<std::string> lower_, upper_;  // prefix + the bound's field
 
   std::optional<format::TableCursor> rows_;
-  std::unique_ptr<format::BtreeCursor> index_;
+  std::optional<format::BtreeCursor> index_;
   std::vector<int32_t> candidates_;  // the rows a hash lookup found
   size_t next_candidate_ = 0;
   Status after_candidates_;  // where the hashed scan of the table failed
@@ -86,7 +94,8 @@ class Query {
   Status error_;
 
   format::RecordValues values_;  // the current table row, one per column
-  std::string rowid_text_;
+  char rowid_digits_[12] = {};   // the current rowid in decimal, "-2147483648" at most
+  size_t rowid_length_ = 0;
   RowValues row_;
 };
 

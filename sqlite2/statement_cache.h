@@ -23,10 +23,11 @@ class StatementCache {
   static constexpr size_t kCapacity = 64;
 
   // The kept statement whose text begins at `begin` of `sql` (a
-  // StatementStart()), the values of its literals there, and where the
-  // statement ends; null when none is kept.
-  std::shared_ptr<const PreparedSelect> Find(std::string_view sql, size_t begin, Literals* literals,
-                                             size_t* end) const;
+  // StatementStart()), the values of its literals there (views into the
+  // statement and into `sql`), and where the statement ends; null when
+  // none is kept.
+  std::shared_ptr<const PreparedSelect> Find(std::string_view sql, size_t begin,
+                                             BoundLiterals* literals, size_t* end) const;
   // Keeps `statement`, prepared from `shape`'s own text, when each of the
   // shape's parameters is one of its literals - which a string followed by
   // a dot, say, is not.
@@ -44,8 +45,8 @@ class StatementCache {
   };
   // Whether `entry` matches the text at `begin`; `literals` gets the
   // values of its literals there, garbage when it does not match.
-  static bool Matches(const Entry& entry, std::string_view sql, size_t begin, Literals* literals,
-                      size_t* end);
+  static bool Matches(const Entry& entry, std::string_view sql, size_t begin,
+                      BoundLiterals* literals, size_t* end);
 
   std::vector<Entry> entries_;
 };

@@ -305,4 +305,17 @@ std::string Dequote(std::string_view text) {
   return z;
 }
 
+std::string_view Dequote(std::string_view text, std::string* storage) {
+  if (text.empty() || (text[0] != '\'' && text[0] != '"' && text[0] != '['))
+    return text;
+  const char quote = text[0] == '[' ? ']' : text[0];
+  if (text.size() >= 2 && text.back() == quote) {
+    const std::string_view inside = text.substr(1, text.size() - 2);
+    if (inside.find(quote) == std::string_view::npos)
+      return inside;
+  }
+  *storage = Dequote(text);
+  return *storage;
+}
+
 }  // namespace sqlite2::sql

@@ -79,6 +79,10 @@ Token NextToken(std::string_view sql, size_t pos);
 // in-place rewrite leaves it ("'abc" gives "abcc"). Other text is returned
 // unchanged.
 std::string Dequote(std::string_view text);
+// Dequote(text) without a copy where undoing the quotes takes only dropping
+// them: a view into `text`, else into `*storage`, which then holds the
+// value.
+std::string_view Dequote(std::string_view text, std::string* storage);
 
 // ASCII case-insensitive equality, as the library compares names.
 bool EqualsIgnoringCase(std::string_view a, std::string_view b);

@@ -228,6 +228,46 @@ TEST_F(QueryTest, NestedStatementsAndAbortsInADeepTree) {
   EXPECT_EQ(stopped.rows, 3);
 }
 
+// One prepared statement serves every text of its shape, at every level of
+// nesting at once: each run reads its own literals, doubled quotes and all.
+TEST_F(QueryTest, EachRunOfACachedStatementReadsItsOwnLiterals) {
+  writer::Database file;
+  ASSERT_TRUE(file.CreateTable("CREATE TABLE t(s TEXT)").ok());
+  for (const char* value : {"it's", "plain", "x'y", "''", "q"})
+    ASSERT_TRUE(file.Insert("t", Row{value}).ok());
+  Open(file);
+  EXPECT_EQ(Column("SELECT s FROM t WHERE s = 'plain'"), (Strings{"plain"}));
+  EXPECT_EQ(Column("SELECT s FROM t WHERE s = 'it''s'"), (Strings{"it's"}));
+  EXPECT_EQ(Column("SELECT s FROM t WHERE s = ''''''"), (Strings{"''"}));
+  EXPECT_EQ(Column("SELECT s FROM t WHERE s = 'q'"), (Strings{"q"}));
+
+  // Every outer row runs the outer statement's shape again with its own
+  // value, while the outer run goes on with its literal.
+  struct Counts {
+    sqlite* db;
+    Strings outer;
+    Strings inner;
+  } counts{db_, {}, {}};
+  auto callback = [](void* arg, int, char** argv, char**) {
+    auto* c = static_cast<Counts*>(arg);
+    c->outer.push_back(argv[0]);
+    int rows = 0;
+    sqlite_exec_printf(
+        c->db, "SELECT s FROM t WHERE s <> %Q",
+        [](void* n, int, char**, char**) {
+          ++*static_cast<int*>(n);
+          return 0;
+        },
+        &rows, nullptr, argv[0]);
+    c->inner.push_back(std::to_string(rows));
+    return 0;
+  };
+  ASSERT_EQ(sqlite_exec(db_, "SELECT s FROM t WHERE s <> 'x''y'", callback, &counts, nullptr),
+            SQLITE_OK);
+  EXPECT_EQ(counts.outer, (Strings{"it's", "plain", "''", "q"}));
+  EXPECT_EQ(counts.inner, (Strings{"4", "4", "4", "4"}));
+}
+
 TEST_F(QueryTest, ASchemaChangedByAnotherWriterIsReloaded) {
   writer::Database file;
   ASSERT_TRUE(file.CreateTable("CREATE TABLE a(x)").ok());

@@ -115,9 +115,22 @@ TEST(DequoteTest, QuotesComeOffAsTheLibraryTakesThemOff) {
       {"''", ""},
       // Unterminated: the shortened text plus what was left behind.
       {"'abc", "abcc"},
+      {"'", "'"},
+      {"[", "["},
+      {"'a'b'", "a"},
+      {"[a]]b]", "a]b"},
+      {"'a\"b'", "a\"b"},
+      {"", ""},
   };
-  for (const auto& c : cases)
+  for (const auto& c : cases) {
     EXPECT_EQ(Dequote(c.in), c.out) << c.in;
+    // The view gives the same value, from the text itself where it can.
+    std::string storage = "junk";
+    const std::string_view view = Dequote(c.in, &storage);
+    EXPECT_EQ(view, c.out) << c.in;
+    const bool in_text = view.data() >= c.in.data() && view.data() <= c.in.data() + c.in.size();
+    EXPECT_TRUE(in_text || view.data() == storage.data()) << c.in;
+  }
 }
 
 }  // namespace
