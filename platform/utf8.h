@@ -9,15 +9,43 @@
 
 namespace cf {
 
+// Whether every byte is below 0x80, looked at in words: the last word
+// overlaps the one before rather than leaving a tail to go byte by byte.
+inline bool IsAscii(std::string_view text) {
+  const char* bytes = text.data();
+  const size_t size = text.size();
+  if (size >= 8) {
+    uint64_t seen = 0, word;
+    for (size_t i = 0; i + 8 <= size; i += 8) {
+      std::memcpy(&word, bytes + i, 8);
+      seen |= word;
+    }
+    std::memcpy(&word, bytes + size - 8, 8);
+    return ((seen | word) & 0x8080808080808080u) == 0;
+  }
+  if (size >= 4) {
+    uint32_t head, tail;
+    std::memcpy(&head, bytes, 4);
+    std::memcpy(&tail, bytes + size - 4, 4);
+    return ((head | tail) & 0x80808080u) == 0;
+  }
+  unsigned char seen = 0;
+  for (size_t i = 0; i < size; ++i)
+    seen |= static_cast<unsigned char>(bytes[i]);
+  return seen < 0x80;
+}
+
 // Well-formed UTF-8 as Unicode defines it: no overlong forms, no surrogates,
 // nothing past U+10FFFF, no sequence cut short.
 inline bool IsWellFormedUtf8(std::string_view text) {
+  // Nearly all text read from a font database is ASCII.
+  if (IsAscii(text))
+    return true;
   const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
   size_t size = text.size();
   size_t i = 0;
   while (i < size) {
-    // Nearly all text read from a font database is ASCII: step over it
-    // eight bytes at a time.
+    // Runs of ASCII between the rest go eight bytes at a time.
     uint64_t word;
     if (size - i >= sizeof word) {
       std::memcpy(&word, bytes + i, sizeof word);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -29,10 +30,12 @@ bool IsContainer(const Object* object) {
 // they become candidates, and only once they hold one of their kind (see
 // Release); strings, booleans and URLs are freed at zero at once.
 //
-// Freeing is iterative: a release that drops the last reference queues the
-// object, and the outermost release drains the queue, so a long chain of
+// Freeing a container is iterative: a release that drops its last reference
+// queues it, and the outermost release drains the queue, so a long chain of
 // nested containers never deepens the stack. Collection runs only from that
-// outermost point, never while an object is half torn down.
+// outermost point, never while an object is half torn down. Any other value
+// holds nothing, so it is freed on the spot, queue or no queue: the strings
+// of a row go as the row does, one call each.
 class CycleCollector {
  public:
   static CycleCollector& Get() {
@@ -55,6 +58,10 @@ class CycleCollector {
       return;
     }
     if (--object->count_ == 0) {
+      if (!IsContainer(object)) {
+        Free(object);
+        return;
+      }
       pending_.push_back(object);
     } else if (object->holds_container_) {
       // A garbage cycle is cut off from the rest by a decrement that lands
@@ -275,8 +282,9 @@ void Object::ForEachChild(void (*)(Object*, void*), void*) {}
 Ref<String> String::Create(std::string_view utf8) {
   if (!IsWellFormedUtf8(utf8))
     return nullptr;
-  void* block = ::operator new(sizeof(String) + utf8.size() + 1);
+  void* block = ::operator new(sizeof(String) + std::max(utf8.size() + 1, kWord));
   String* string = ::new (block) String(utf8.size());
+  std::memset(string->text(), 0, kWord);
   std::memcpy(string->text(), utf8.data(), utf8.size());
   string->text()[utf8.size()] = '\0';
   ++live_objects;
@@ -315,9 +323,16 @@ const Ref<Boolean>& Boolean::False() {
 
 // Array
 
-Ref<Array> Array::Create() {
+Ref<Array> Array::Create(size_t capacity) {
+  void* block = ::operator new(sizeof(Array) + capacity * sizeof(Ref<Object>));
   ++live_objects;
-  return Ref<Array>(new Array);
+  return Ref<Array>(::new (block) Array(capacity));
+}
+
+const Ref<Object>& Array::at(size_t index) const {
+  if (index >= items_.size())
+    throw std::out_of_range("cf::Array::at");
+  return items_[index];
 }
 
 void Array::Append(Ref<Object> value) {
@@ -359,7 +374,7 @@ class FirstSight {
     if (counterpart == nullptr)
       return true;
     const String* string = counterpart->AsString();
-    return first_string_ != nullptr && string != nullptr && string->utf8() != first_string_->utf8();
+    return first_string_ != nullptr && string != nullptr && !(*string == *first_string_);
   }
 
  private:
@@ -392,6 +407,7 @@ Key::Key(std::string_view text)
     : block_(static_cast<Block*>(::operator new(sizeof(Block) + text.size() + 1))) {
   block_->count = 1;
   block_->size = text.size();
+  block_->hash = std::hash<std::string_view>()(text);
   char* out = reinterpret_cast<char*>(block_ + 1);
   std::memcpy(out, text.data(), text.size());
   out[text.size()] = '\0';
@@ -409,12 +425,14 @@ class Dictionary::Index {
 // Below this many entries a linear scan beats hashing.
 constexpr size_t kIndexThreshold = 16;
 
-Dictionary::Dictionary() : Object(TypeID::kDictionary) {}
+Dictionary::Dictionary(size_t capacity)
+    : Object(TypeID::kDictionary), entries_(reinterpret_cast<Entry*>(this + 1), capacity) {}
 Dictionary::~Dictionary() = default;
 
-Ref<Dictionary> Dictionary::Create() {
+Ref<Dictionary> Dictionary::Create(size_t capacity) {
+  void* block = ::operator new(sizeof(Dictionary) + capacity * sizeof(Entry));
   ++live_objects;
-  return Ref<Dictionary>(new Dictionary);
+  return Ref<Dictionary>(::new (block) Dictionary(capacity));
 }
 
 size_t Dictionary::PositionOf(std::string_view key) const {
@@ -432,9 +450,8 @@ size_t Dictionary::PositionOf(std::string_view key) const {
 size_t Dictionary::PositionOf(const Key& key) const {
   if (index_)
     return PositionOf(key.view());
-  const std::string_view text = key.view();
   for (size_t i = 0; i < entries_.size(); ++i) {
-    if (entries_[i].key.SameAs(key) || entries_[i].key.view() == text)
+    if (entries_[i].key == key)
       return i;
   }
   return kNowhere;
@@ -494,9 +511,9 @@ void Dictionary::Replace(size_t position, Ref<Object> value) {
 
 void Dictionary::Add(Key key, Ref<Object> value) {
   NoteChild(*value);
-  entries_.push_back(Entry{std::move(key), std::move(value)});
+  const Entry& added = entries_.push_back(Entry{std::move(key), std::move(value)});
   if (index_) {
-    index_->positions.emplace(entries_.back().key.view(), entries_.size() - 1);
+    index_->positions.emplace(added.key.view(), entries_.size() - 1);
   } else if (entries_.size() > kIndexThreshold) {
     index_ = std::make_unique<Index>();
     for (size_t i = 0; i < entries_.size(); ++i)
@@ -584,7 +601,7 @@ bool ShallowEqual(const Object* a, const Object* b, bool* look_inside) {
     return false;
   switch (a->type()) {
     case TypeID::kString:
-      return a->AsString()->utf8() == b->AsString()->utf8();
+      return *a->AsString() == *b->AsString();
     case TypeID::kBoolean:
       return a->AsBoolean()->value() == b->AsBoolean()->value();
     case TypeID::kURL:

@@ -17,14 +17,17 @@
 #ifndef PLATFORM_VALUES_H_
 #define PLATFORM_VALUES_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 namespace cf {
 
@@ -127,7 +130,10 @@ class Object {
 };
 
 // Immutable text, always well-formed UTF-8. The text lives in the same
-// block as the object, right after it: one allocation per string.
+// block as the object, right after it: one allocation per string. Its first
+// eight bytes are always there, zeros past the text, so two strings compare
+// a word at a time: the ids and short names that rows are told apart by, in
+// one go.
 class String final : public Object {
  public:
   // Null when `utf8` is not well-formed UTF-8 (overlong forms, surrogates and
@@ -141,14 +147,26 @@ class String final : public Object {
   size_t length() const;
   bool empty() const { return size_ == 0; }
   bool HasPrefix(std::string_view prefix) const { return utf8().starts_with(prefix); }
+  // Same text.
+  friend bool operator==(const String& a, const String& b) {
+    return a.size_ == b.size_ && a.FirstWord() == b.FirstWord() &&
+           (a.size_ <= kWord ||
+            std::memcmp(a.text() + kWord, b.text() + kWord, a.size_ - kWord) == 0);
+  }
 
   // Frees the block Create allocated, text included.
   static void operator delete(void* block) { ::operator delete(block); }
 
  private:
+  static constexpr size_t kWord = sizeof(uint64_t);
   explicit String(size_t size) : Object(TypeID::kString), size_(size) {}
   const char* text() const { return reinterpret_cast<const char*>(this + 1); }
   char* text() { return reinterpret_cast<char*>(this + 1); }
+  uint64_t FirstWord() const {
+    uint64_t word;
+    std::memcpy(&word, text(), kWord);
+    return word;
+  }
   const size_t size_;
 };
 
@@ -164,33 +182,115 @@ class Boolean final : public Object {
   const bool value_;
 };
 
+namespace internal {
+
+// The elements of an array or a dictionary. The first `capacity` given at
+// creation live right after the container, in the container's own
+// allocation, so a container whose size is known when it is made - a row of
+// a table - costs one allocation; growing past them moves every element to
+// a block of its own.
+template <class T>
+class Slots {
+ public:
+  Slots(T* inline_slots, size_t capacity)
+      : data_(inline_slots), capacity_(CheckedCapacity(capacity)) {}
+  Slots(const Slots&) = delete;
+  Slots& operator=(const Slots&) = delete;
+  ~Slots() {
+    clear();
+    if (on_heap_)
+      ::operator delete(data_);
+  }
+
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  T& operator[](size_t index) { return data_[index]; }
+  const T& operator[](size_t index) const { return data_[index]; }
+  const T* begin() const { return data_; }
+  const T* end() const { return data_ + size_; }
+
+  T& push_back(T value) {
+    if (size_ == capacity_)
+      Grow();
+    T* slot = ::new (data_ + size_) T(std::move(value));
+    ++size_;
+    return *slot;
+  }
+  // The size drops first, so whatever releasing an element sets off never
+  // meets one already destroyed.
+  void clear() {
+    const size_t size = std::exchange(size_, 0u);
+    for (size_t i = 0; i < size; ++i)
+      data_[i].~T();
+  }
+
+ private:
+  // Counts are kept in 31 bits, which no container in memory comes near.
+  static uint32_t CheckedCapacity(size_t capacity) {
+    if (capacity > kMaxCapacity)
+      throw std::length_error("cf container too large");
+    return static_cast<uint32_t>(capacity);
+  }
+
+  void Grow() {
+    const size_t capacity = CheckedCapacity(std::max<size_t>(4, 2 * size_t{capacity_}));
+    T* data = static_cast<T*>(::operator new(capacity * sizeof(T)));
+    for (size_t i = 0; i < size_; ++i) {
+      ::new (data + i) T(std::move(data_[i]));
+      data_[i].~T();
+    }
+    if (on_heap_)
+      ::operator delete(data_);
+    data_ = data;
+    capacity_ = static_cast<uint32_t>(capacity);
+    on_heap_ = true;
+  }
+
+  static constexpr size_t kMaxCapacity = (size_t{1} << 31) - 1;
+  T* data_;
+  uint32_t size_ = 0;
+  uint32_t capacity_ : 31;
+  uint32_t on_heap_ : 1 = false;
+};
+
+}  // namespace internal
+
 // A mutable, ordered list of values.
 class Array final : public Object {
  public:
-  static Ref<Array> Create();
+  // Room for `capacity` elements comes with the array; more take a block of
+  // their own.
+  static Ref<Array> Create(size_t capacity = 0);
 
   size_t size() const { return items_.size(); }
   bool empty() const { return items_.empty(); }
-  const Ref<Object>& at(size_t index) const { return items_.at(index); }
-  auto begin() const { return items_.begin(); }
-  auto end() const { return items_.end(); }
+  // Throws std::out_of_range past the end.
+  const Ref<Object>& at(size_t index) const;
+  const Ref<Object>* begin() const { return items_.begin(); }
+  const Ref<Object>* end() const { return items_.end(); }
 
   // Appends `value`; a null value is ignored.
   void Append(Ref<Object> value);
   // True when an element is equal to `value` (deep equality, as Equal()).
   bool ContainsValue(const Object* value) const;
 
+  // Frees the block Create allocated, inline elements included.
+  static void operator delete(void* block) { ::operator delete(block); }
+
  private:
-  Array() : Object(TypeID::kArray) {}
+  explicit Array(size_t capacity)
+      : Object(TypeID::kArray), items_(reinterpret_cast<Ref<Object>*>(this + 1), capacity) {}
   void ForEachChild(void (*visit)(Object*, void*), void* context) override;
   void DropChildren() override;
-  std::vector<Ref<Object>> items_;
+  internal::Slots<Ref<Object>> items_;
 };
 
 // A dictionary key: any bytes (UTF-8 or not), immutable and shared by
 // reference, so a key made once can stand in every dictionary that uses it -
 // the rows of one table, say - without a copy each. Not a value: a key holds
-// nothing, so it needs no cycle collection and is not counted as live.
+// nothing, so it needs no cycle collection and is not counted as live. Its
+// hash is taken once, when it is made, so that two keys of different text
+// almost always tell so without a look at it.
 class Key {
  public:
   explicit Key(std::string_view text);
@@ -211,12 +311,17 @@ class Key {
   const char* c_str() const { return text(); }
   // Whether both share one text, which makes them equal without a look at it.
   bool SameAs(const Key& other) const { return block_ == other.block_; }
+  // Equal texts, shared or not.
+  friend bool operator==(const Key& a, const Key& b) {
+    return a.SameAs(b) || (a.block_->hash == b.block_->hash && a.view() == b.view());
+  }
 
  private:
   // Followed by the text and a NUL, in one allocation.
   struct Block {
     size_t count;
     size_t size;
+    size_t hash;
   };
   const char* text() const { return reinterpret_cast<const char*>(block_ + 1); }
   Block* block_;
@@ -231,12 +336,12 @@ class Dictionary final : public Object {
     Ref<Object> value;
   };
 
-  static Ref<Dictionary> Create();
+  // Room for `capacity` entries comes with the dictionary, as a row of that
+  // many columns needs; more take a block of their own.
+  static Ref<Dictionary> Create(size_t capacity = 0);
 
   size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
-  // Makes room for `count` entries in all, as a row of that many columns needs.
-  void Reserve(size_t count) { entries_.reserve(count); }
   // The value under `key`, or null.
   Object* Get(std::string_view key) const;
   // The same for a shared key, found by identity first.
@@ -253,11 +358,14 @@ class Dictionary final : public Object {
   // The same with a shared key, which a new entry keeps rather than a copy.
   void Set(const Key& key, Ref<Object> value);
 
-  auto begin() const { return entries_.begin(); }
-  auto end() const { return entries_.end(); }
+  const Entry* begin() const { return entries_.begin(); }
+  const Entry* end() const { return entries_.end(); }
+
+  // Frees the block Create allocated, inline entries included.
+  static void operator delete(void* block) { ::operator delete(block); }
 
  private:
-  Dictionary();
+  explicit Dictionary(size_t capacity);
   ~Dictionary() override;  // Out of line: Index is complete only there.
   void ForEachChild(void (*visit)(Object*, void*), void* context) override;
   void DropChildren() override;
@@ -268,7 +376,7 @@ class Dictionary final : public Object {
   void Replace(size_t position, Ref<Object> value);
   // Appends an entry; there is none under `key` yet.
   void Add(Key key, Ref<Object> value);
-  std::vector<Entry> entries_;
+  internal::Slots<Entry> entries_;
   // Index into entries_ by key; built once the dictionary is big enough to need it.
   class Index;
   std::unique_ptr<Index> index_;

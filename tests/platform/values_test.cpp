@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace cf {
@@ -64,11 +66,13 @@ TEST(StringTest, LengthCountsUtf16Units) {
 }
 
 TEST(DictionaryTest, KeepsInsertionOrderAndReplacesInPlace) {
-  // Small dictionaries scan; big ones use an index. Both must behave alike,
-  // and a key reaches its entry as text, as a shared key made for it or as
-  // another key of the same text.
-  for (int count : {3, 200}) {
-    Ref<Dictionary> dictionary = Dictionary::Create();
+  // Small dictionaries scan; big ones use an index. Entries start in the
+  // dictionary's own block and move out when they outgrow it. All must
+  // behave alike, and a key reaches its entry as text, as a shared key made
+  // for it or as another key of the same text.
+  for (auto [count, capacity] : {std::pair{3, 0}, {3, 3}, {3, 8}, {5, 2}, {200, 0}, {200, 16}}) {
+    SCOPED_TRACE(testing::Message() << count << " entries, room for " << capacity);
+    Ref<Dictionary> dictionary = Dictionary::Create(capacity);
     std::vector<std::string> expected;
     for (int i = count; i > 0; --i) {
       expected.push_back("key" + std::to_string(i));
@@ -79,15 +83,48 @@ TEST(DictionaryTest, KeepsInsertionOrderAndReplacesInPlace) {
       }
     }
     dictionary->Set(Key("key2"), MakeString("again"));
+    dictionary->Set(Key(expected.front()), MakeString("first again"));
     dictionary->Set("key1", Ref<Object>());  // Ignored: nothing null is stored.
-    EXPECT_EQ(Keys(*dictionary), expected) << count;
-    EXPECT_EQ(dictionary->GetString("key2")->utf8(), "again") << count;
-    EXPECT_EQ(dictionary->GetString("key1")->utf8(), "1") << count;
-    EXPECT_EQ(dictionary->Get(Key("key1")), dictionary->Get("key1")) << count;
-    EXPECT_EQ(dictionary->Get(dictionary->begin()->key), dictionary->begin()->value.get()) << count;
-    EXPECT_EQ(dictionary->Get("key0"), nullptr) << count;
-    EXPECT_EQ(dictionary->Get(Key("key0")), nullptr) << count;
-    EXPECT_EQ(dictionary->GetArray("key1"), nullptr) << count;
+    EXPECT_EQ(Keys(*dictionary), expected);
+    EXPECT_EQ(dictionary->GetString("key2")->utf8(), "again");
+    EXPECT_EQ(dictionary->GetString(expected.front())->utf8(), "first again");
+    EXPECT_EQ(dictionary->GetString("key1")->utf8(), "1");
+    EXPECT_EQ(dictionary->Get(Key("key1")), dictionary->Get("key1"));
+    EXPECT_EQ(dictionary->Get(dictionary->begin()->key), dictionary->begin()->value.get());
+    EXPECT_EQ(dictionary->Get("key0"), nullptr);
+    EXPECT_EQ(dictionary->Get(Key("key0")), nullptr);
+    EXPECT_EQ(dictionary->GetArray("key1"), nullptr);
+  }
+}
+
+TEST(DictionaryTest, KeysOfTheSameTextAreOneKey) {
+  // Keys made apart are told apart by their text alone, whatever their
+  // hashes and lengths happen to share.
+  const std::pair<std::string, std::string> cases[] = {
+      {"font_family", "font_family"},
+      {"", ""},
+      {"id", "ID"},
+      {"ab", "abc"},
+      {std::string("a\0b", 3), std::string("a\0c", 3)}};
+  for (const auto& [first, second] : cases) {
+    Ref<Dictionary> dictionary = Dictionary::Create(2);
+    dictionary->Set(Key(first), MakeString("first"));
+    dictionary->Set(Key(second), MakeString("second"));
+    EXPECT_EQ(dictionary->size(), first == second ? 1u : 2u) << first << " / " << second;
+    EXPECT_EQ(dictionary->GetString(second)->utf8(), "second") << first << " / " << second;
+  }
+}
+
+TEST(ArrayTest, KeepsOrderWhereverItsElementsLive) {
+  for (auto [count, capacity] : {std::pair{0, 0}, {1, 1}, {3, 1}, {2, 4}, {40, 0}, {40, 8}}) {
+    SCOPED_TRACE(testing::Message() << count << " elements, room for " << capacity);
+    Ref<Array> array = Array::Create(capacity);
+    for (int i = 0; i < count; ++i)
+      array->Append(MakeString(std::to_string(i)));
+    ASSERT_EQ(array->size(), static_cast<size_t>(count));
+    for (int i = 0; i < count; ++i)
+      EXPECT_EQ(array->at(i)->AsString()->utf8(), std::to_string(i));
+    EXPECT_THROW(array->at(count), std::out_of_range);
   }
 }
 
@@ -136,6 +173,18 @@ TEST(EqualTest, FollowsContentNotIdentity) {
       {"null and value", nullptr, MakeString("a"), false},
       {"strings by content", MakeString("a"), MakeString("a"), true},
       {"different strings", MakeString("a"), MakeString("A"), false},
+      // Strings compare eight bytes at a time, the first eight padded.
+      {"empty strings", MakeString(""), MakeString(""), true},
+      {"a prefix", MakeString("abc"), MakeString("abcd"), false},
+      {"seven bytes", MakeString("abcdefg"), MakeString("abcdefg"), true},
+      {"eight bytes, the last differs", MakeString("abcdefgh"), MakeString("abcdefgx"), false},
+      {"nine bytes", MakeString("abcdefgh1"), MakeString("abcdefgh1"), true},
+      {"nine bytes, the last differs", MakeString("abcdefgh1"), MakeString("abcdefgh2"), false},
+      {"long, a middle byte differs", MakeString("/Library/Fonts/Korvel Sans.otf"),
+       MakeString("/Library/Fonts/Korvel Sanz.otf"), false},
+      {"a NUL inside", MakeString(std::string_view("a\0b", 3)),
+       MakeString(std::string_view("a\0c", 3)), false},
+      {"a NUL against the end", MakeString(std::string_view("ab\0", 3)), MakeString("ab"), false},
       {"booleans", Boolean::True(), Boolean::True(), true},
       {"true and false", Boolean::True(), Boolean::False(), false},
       {"string and array", MakeString("a"), ArrayOf({"a"}), false},
@@ -289,6 +338,26 @@ TEST_F(CollectorTest, KeepsWhatIsStillReachable) {
 
   kept = nullptr;
   held_cycle = nullptr;
+  EXPECT_EQ(Extra(), 0u);
+}
+
+TEST_F(CollectorTest, AStringLivesAsLongAsAnyHolder) {
+  // A string is freed the moment its last holder lets go of it, whether that
+  // is its maker, a container given up, or a container's entry replaced.
+  Ref<String> name = String::Create("Korvel Sans");
+  Ref<Array> first = Array::Create(1);
+  first->Append(name);
+  Ref<Dictionary> second = Dictionary::Create(1);
+  second->Set("name", name);
+  name = nullptr;
+  EXPECT_EQ(Extra(), 3u);
+  first = nullptr;
+  EXPECT_EQ(Extra(), 2u);
+  EXPECT_EQ(second->GetString("name")->utf8(), "Korvel Sans");
+  second->Set("name", MakeString("Korvel Serif"));
+  EXPECT_EQ(Extra(), 2u);
+  EXPECT_EQ(second->GetString("name")->utf8(), "Korvel Serif");
+  second = nullptr;
   EXPECT_EQ(Extra(), 0u);
 }
 
