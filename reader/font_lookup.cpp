@@ -1,8 +1,5 @@
 #include "reader/font_lookup.h"
 
-#include <cstring>
-#include <vector>
-
 #include "hookwright/hkwprintf.h"
 #include "platform/description.h"
 #include "reader/records.h"
@@ -10,17 +7,18 @@
 
 namespace {
 
-// The id as a C string in a buffer of the platform's maximum UTF-8 size for
-// its length: three bytes per UTF-16 unit, with no byte set aside for the
-// terminating NUL. An id that needs all of them does not convert; the buffer
-// then holds the empty string instead of an unterminated one. Empty when the
-// size is zero, which stands for a buffer that could not be had.
-std::vector<char> IDAsCString(const cf::String& fontID) {
-  std::vector<char> buffer(3 * fontID.length(), '\0');
-  const size_t size = fontID.utf8().size();
-  if (size + 1 <= buffer.size())
-    std::memcpy(buffer.data(), fontID.c_str(), size + 1);
-  return buffer;
+// The id as a C string, as converting it into a buffer of the platform's
+// maximum UTF-8 size for its length gives it: three bytes per UTF-16 unit,
+// with no byte set aside for the terminating NUL. An id that needs all of
+// them does not convert and reads as the empty string instead of an
+// unterminated one. Null when that size is zero, which stands for a buffer
+// that could not be had. The string's own text is already NUL-terminated, so
+// no buffer is needed to hand it on.
+const char* IDAsCString(const cf::String& fontID) {
+  const size_t room = 3 * fontID.length();
+  if (room == 0)
+    return nullptr;
+  return fontID.utf8().size() + 1 <= room ? fontID.c_str() : "";
 }
 
 }  // namespace
@@ -38,15 +36,15 @@ int QBFA_GetFontInfoCallback(void* context, int columnCount, char** values, char
 cf::Ref<cf::Array> QBFA_CreateArrayForFontsWithID(const cf::String* fontID) {
   if (db == nullptr || fontID == nullptr)
     return nullptr;
-  cf::Ref<cf::Array> fonts = cf::Array::Create();
+  // An id names one row nearly always.
+  cf::Ref<cf::Array> fonts = cf::Array::Create(1);
   if (!fonts)
     return nullptr;
-  std::vector<char> idText = IDAsCString(*fontID);
-  if (!idText.empty()) {
+  if (const char* idText = IDAsCString(*fontID)) {
     char* errorText = nullptr;
     int rc =
         sqlite_exec_printf(db, "SELECT * FROM fonts WHERE id = '%s';", QBFA_GetFontInfoCallback,
-                           static_cast<cf::Object*>(fonts.get()), &errorText, idText.data());
+                           static_cast<cf::Object*>(fonts.get()), &errorText, idText);
     if (rc != SQLITE_OK) {
       if (errorText != nullptr) {
         hkwprintf("Unable to find font with ID %@ error %d: %s\n", fontID, rc, errorText);

@@ -5,6 +5,7 @@
 #include "platform/strings.h"
 #include "reader/font_lookup.h"
 #include "reader/records.h"
+#include "reader/row_values.h"
 #include "state.h"
 
 namespace {
@@ -74,26 +75,29 @@ void AttachChildSet(cf::Dictionary* containers, cf::Dictionary* parent, const cf
 }  // namespace
 
 int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, char** names) {
-  cf::Ref<cf::Dictionary> row = QBFA_CopyDictFromRow(columnCount, values, names);
+  // A link is read, used and dropped: no dictionary is made for it unless
+  // making one would be seen (see RowValues).
+  const RowValues row(columnCount, values, names);
   if (!row)
     return 0;
   cf::Dictionary* containers =
       context != nullptr ? static_cast<cf::Object*>(context)->AsDictionary() : nullptr;
-  const cf::String* parentID = row->GetString(kParentIDColumn);
+  const std::optional<std::string_view> parentID = row.Text(kParentIDColumn);
   // Ids match only when their texts are identical: "01" is not parent "1".
-  cf::Dictionary* parent = containers != nullptr && parentID != nullptr
-                               ? containers->GetDictionary(parentID->utf8())
-                               : nullptr;
-  const cf::String* childType = row->GetString(kChildTypeColumn);
-  const cf::String* childID = row->GetString(kChildIDColumn);
-  if (parent == nullptr || childType == nullptr || childID == nullptr)
+  cf::Dictionary* parent =
+      containers != nullptr && parentID ? containers->GetDictionary(*parentID) : nullptr;
+  if (parent == nullptr)
+    return 0;
+  const cf::Ref<cf::String> childType = row.String(kChildTypeColumn);
+  const cf::Ref<cf::String> childID = row.String(kChildIDColumn);
+  if (!childType || !childID)
     return 0;
   switch (CFStringGetIntValue(*childType)) {
     case kFontChild:
-      AttachFonts(parent, childID);
+      AttachFonts(parent, childID.get());
       break;
     case kSetChild:
-      AttachChildSet(containers, parent, childID);
+      AttachChildSet(containers, parent, childID.get());
       break;
     default:
       hkwprintf("[QB] Ignoring %@ for type %@\n", childID, childType);

@@ -154,6 +154,65 @@ TEST_F(Relationships, RowsThatNameNoKnownParentAreSkippedSilently) {
   EXPECT_FALSE(Set("1")->Contains(kChildrenKey));
 }
 
+TEST_F(Relationships, ALinkReadsAsItsRowsDictionaryHoldsIt) {
+  // A rel row is read as QBFA_CopyDictFromRow would read it: the last usable
+  // column of a name wins, and a row whose reading would log or drop it does
+  // so here too.
+  struct {
+    const char* name;
+    std::vector<Row::Column> columns;
+    bool linked;
+    const char* log;
+  } cases[] = {
+      {"a later parent wins",
+       {{"parentID", "3"}, {"parentID", "1"}, {"childtype", "2"}, {"childid", "2"}},
+       true,
+       ""},
+      {"an empty later parent does not",
+       {{"parentID", "1"}, {"parentID", ""}, {"childtype", "2"}, {"childid", "2"}},
+       true,
+       ""},
+      {"nor one that is not UTF-8",
+       {{"parentID", "1"}, {"parentID", "\xff"}, {"childtype", "2"}, {"childid", "2"}},
+       true,
+       ""},
+      {"nor a NULL one",
+       {{"parentID", "1"}, {"parentID", std::nullopt}, {"childtype", "2"}, {"childid", "2"}},
+       true,
+       ""},
+      {"columns without a usable name are left out",
+       {{std::nullopt, "3"},
+        {"b\xe9", "3"},
+        {"parentID", "1"},
+        {"childtype", "2"},
+        {"childid", "2"}},
+       true,
+       ""},
+      {"a font format is still mapped and logged",
+       {{"parentID", "1"}, {"childtype", "2"}, {"childid", "2"}, {"font_type", "(XYZ)"}},
+       true,
+       "[QB] Unknown Font Format: (XYZ)\n"},
+      {"a row read as a font that cannot be found is dropped",
+       {{"parentID", "1"}, {"childtype", "2"}, {"childid", "2"}, {"font_displayName", "Korvel"}},
+       false,
+       "[QB] Cannot include Korvel. It is missing key information. {\n    childid = 2;\n    "
+       "childtype = 2;\n    kQBFontInfoPostScriptName = Korvel;\n    parentID = 1;\n}\n"},
+  };
+  for (const auto& c : cases) {
+    containers_ = cf::Dictionary::Create();
+    for (auto [id, name] : {std::pair{"1", "Root"}, {"2", "Child"}, {"3", "Other"}})
+      containers_->Set(id, MakeSet(id, name));
+    Row row(c.columns);
+    CapturedLog log;
+    QBFA_AddRelationshipCallback(containers_.get(), row.count(), row.values(), row.names());
+    EXPECT_EQ(Strings("1", kChildrenKey),
+              c.linked ? std::vector<std::string>{"2"} : std::vector<std::string>{})
+        << c.name;
+    EXPECT_FALSE(Set("3")->Contains(kChildrenKey)) << c.name;
+    EXPECT_EQ(log.Take(), c.log) << c.name;
+  }
+}
+
 TEST_F(Relationships, UnknownChildSetIsAlwaysLogged) {
   CapturedLog log;
   Link("1", "2", "777");

@@ -14,7 +14,8 @@ class Row {
  public:
   using Column = std::pair<std::optional<std::string>, std::optional<std::string>>;
 
-  Row(std::initializer_list<Column> columns) : columns_(columns) {
+  Row(std::initializer_list<Column> columns) : Row(std::vector<Column>(columns)) {}
+  explicit Row(std::vector<Column> columns) : columns_(std::move(columns)) {
     for (auto& [name, value] : columns_) {
       names_.push_back(name ? name->data() : nullptr);
       values_.push_back(value ? value->data() : nullptr);
