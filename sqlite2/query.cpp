@@ -43,7 +43,6 @@ Query::~Query() = default;
 
 void Query::Start(const PreparedSelect& statement, std::span<const LiteralValue> literals,
                   format::Pager* pager, ColumnHashes* hashes) {
-  Finish();
   statement_ = &statement;
   table_ = statement.table();
   literals_ = literals;
@@ -139,9 +138,10 @@ Status Query::Step(bool* has_row) {
                                     [this](const auto& term) { return Evaluate(*term) == true; });
     if (!passes)
       continue;
-    row_.clear();
-    for (const Operand& operand : statement_->results())
-      row_.push_back(Value(operand));
+    const std::vector<Operand>& results = statement_->results();
+    row_.resize(results.size());
+    for (size_t i = 0; i < results.size(); ++i)
+      row_[i] = Value(results[i]);
     *has_row = true;
     return Status::Ok();
   }

@@ -33,13 +33,14 @@ class Query {
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
-  // Begins a run of `statement`, ending the one before. `literals` holds a
-  // value for each of the statement's slots. The statement, the literals'
+  // Begins a run of `statement` on a query that is new or finished.
+  // `literals` holds a value for each of the statement's slots. The statement, the literals'
   // storage, `pager` and `hashes` (null when none may be built) must
   // outlive the run: the cursors point into the pager's pages (pager.h).
   void Start(const PreparedSelect& statement, std::span<const LiteralValue> literals,
              format::Pager* pager, ColumnHashes* hashes);
-  // Ends the run: nothing of it is used after this.
+  // Ends the run: nothing of it is used after this, and the query is
+  // ready for the next Start().
   void Finish();
 
   const std::vector<std::string>& column_names() const { return statement_->column_names(); }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "sqlite2/api/format.h"
 #include "sqlite2/sqlite.h"
 
 namespace {
@@ -49,8 +50,8 @@ void AppendC(const Directive& directive, char conversion, const char* length, T 
 void AppendPadded(const Directive& directive, std::string_view text, std::string* out) {
   const size_t width = directive.width > 0 ? static_cast<size_t>(directive.width) : 0;
   const size_t pad = text.size() < width ? width - text.size() : 0;
-  const bool left = directive.flags.find('-') != std::string::npos;
-  if (!left)
+  const bool left = pad > 0 && directive.flags.find('-') != std::string::npos;
+  if (pad > 0 && !left)
     out->append(pad, ' ');
   out->append(text);
   if (left)
@@ -122,15 +123,15 @@ void AppendUnsigned(const Directive& directive, char conversion, Args* args, std
     AppendC(directive, conversion, "", va_arg(args->list, unsigned int), out);
 }
 
-// The whole output, NULs included: an unknown conversion writes "%" and a
-// NUL, which ends the text as C sees it, and formatting goes on after it.
-std::string FormatArgs(const char* format, Args* args) {
-  std::string out;
-  out.reserve(std::strlen(format) + 32);
+// sqlite2::api::Format() over arguments already copied.
+void FormatArgs(const char* format, Args* args, std::string* out) {
+  out->clear();
   for (const char* p = format; *p != '\0'; ++p) {
     if (*p != '%') {
-      const char* run_end = p + std::strcspn(p, "%");
-      out.append(p, run_end);
+      const char* run_end = std::strchr(p, '%');
+      if (run_end == nullptr)
+        run_end = p + std::strlen(p);
+      out->append(p, static_cast<size_t>(run_end - p));
       p = run_end - 1;
       continue;
     }
@@ -140,23 +141,23 @@ std::string FormatArgs(const char* format, Args* args) {
     switch (c) {
       case 'd':
       case 'i':
-        AppendSigned(directive, c, args, &out);
+        AppendSigned(directive, c, args, out);
         break;
       case 'u':
       case 'x':
       case 'X':
       case 'o':
-        AppendUnsigned(directive, c, args, &out);
+        AppendUnsigned(directive, c, args, out);
         break;
       case 'f':
       case 'e':
       case 'E':
       case 'g':
       case 'G':
-        AppendC(directive, c, "", va_arg(args->list, double), &out);
+        AppendC(directive, c, "", va_arg(args->list, double), out);
         break;
       case 'c':
-        AppendPadded(directive, std::string(1, static_cast<char>(va_arg(args->list, int))), &out);
+        AppendPadded(directive, std::string(1, static_cast<char>(va_arg(args->list, int))), out);
         break;
       case 'p': {
         // Pointers print in decimal.
@@ -165,7 +166,7 @@ std::string FormatArgs(const char* format, Args* args) {
         AppendC(
             decimal, 'u', "ll",
             static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(va_arg(args->list, void*))),
-            &out);
+            out);
         break;
       }
       case 's': {
@@ -173,39 +174,30 @@ std::string FormatArgs(const char* format, Args* args) {
         std::string_view value = text != nullptr ? text : "";
         if (directive.precision >= 0 && value.size() > static_cast<size_t>(directive.precision))
           value = value.substr(0, static_cast<size_t>(directive.precision));
-        AppendPadded(directive, value, &out);
+        AppendPadded(directive, value, out);
         break;
       }
       case 'q':
       case 'Q':
-        AppendPadded(directive, QuoteText(va_arg(args->list, const char*), c == 'Q'), &out);
+        AppendPadded(directive, QuoteText(va_arg(args->list, const char*), c == 'Q'), out);
         break;
       case 'n':
-        *va_arg(args->list, int*) = static_cast<int>(out.size());
+        *va_arg(args->list, int*) = static_cast<int>(out->size());
         break;
       case '%':
-        out.push_back('%');
+        out->push_back('%');
         break;
       case '\0':
         // A '%' at the very end stands for itself.
-        out.push_back('%');
-        return out;
+        out->push_back('%');
+        return;
       default:
         // Unknown, %z included: the argument is not used up.
-        out.push_back('%');
-        out.push_back('\0');
+        out->push_back('%');
+        out->push_back('\0');
         break;
     }
   }
-  return out;
-}
-
-std::string Format(const char* format, va_list ap) {
-  Args args;
-  va_copy(args.list, ap);
-  std::string out = FormatArgs(format, &args);
-  va_end(args.list);
-  return out;
 }
 
 char* CopyToMalloc(const std::string& text) {
@@ -219,10 +211,23 @@ char* CopyToMalloc(const std::string& text) {
 
 }  // namespace
 
+namespace sqlite2::api {
+
+void Format(const char* format, va_list ap, std::string* out) {
+  Args args;
+  va_copy(args.list, ap);
+  FormatArgs(format, &args, out);
+  va_end(args.list);
+}
+
+}  // namespace sqlite2::api
+
 extern "C" {
 
 char* sqlite_vmprintf(const char* zFormat, va_list ap) {
-  return CopyToMalloc(Format(zFormat != nullptr ? zFormat : "", ap));
+  std::string text;
+  sqlite2::api::Format(zFormat != nullptr ? zFormat : "", ap, &text);
+  return CopyToMalloc(text);
 }
 
 char* sqlite_mprintf(const char* zFormat, ...) {
@@ -231,22 +236,6 @@ char* sqlite_mprintf(const char* zFormat, ...) {
   char* text = sqlite_vmprintf(zFormat, ap);
   va_end(ap);
   return text;
-}
-
-int sqlite_exec_vprintf(sqlite* db, const char* sqlFormat, sqlite_callback xCallback, void* pArg,
-                        char** errmsg, va_list ap) {
-  // The statement is the formatted text up to its first NUL.
-  const std::string sql = Format(sqlFormat != nullptr ? sqlFormat : "", ap);
-  return sqlite_exec(db, sql.c_str(), xCallback, pArg, errmsg);
-}
-
-int sqlite_exec_printf(sqlite* db, const char* sqlFormat, sqlite_callback xCallback, void* pArg,
-                       char** errmsg, ...) {
-  va_list ap;
-  va_start(ap, errmsg);
-  const int rc = sqlite_exec_vprintf(db, sqlFormat, xCallback, pArg, errmsg, ap);
-  va_end(ap);
-  return rc;
 }
 
 }  // extern "C"

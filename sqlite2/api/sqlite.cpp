@@ -1,13 +1,15 @@
 // The classic C interface over sqlite2::Database.
 #include "sqlite2/sqlite.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "sqlite2/api/format.h"
 #include "sqlite2/database.h"
 
 namespace {
@@ -37,7 +39,8 @@ class CallbackRow {
 
  private:
   // Runs for every row of every statement, the plug-in's many font lookups
-  // included, so each buffer is sized once per row rather than grown.
+  // included, so each buffer is sized once per row and then filled in
+  // place, growing only when a row needs more than any before.
   void Fill(const sqlite2::Query& query) {
     const sqlite2::RowValues& row = query.row();
     size_t size = 0;
@@ -45,66 +48,73 @@ class CallbackRow {
       if (value)
         size += value->size() + 1;
     }
-    // Reserved in full first, so the pointers taken below stay valid.
-    text_.clear();
-    text_.reserve(size);
-    argv_.clear();
-    argv_.reserve(row.size() + 1);
-    for (const auto& value : row) {
-      if (!value) {
-        argv_.push_back(nullptr);
+    text_.resize(size);
+    argv_.resize(row.size() + 1);
+    char* next = text_.data();
+    for (size_t i = 0; i < row.size(); ++i) {
+      if (!row[i]) {
+        argv_[i] = nullptr;
         continue;
       }
-      argv_.push_back(text_.data() + text_.size());
-      text_.append(*value);
-      text_.push_back('\0');
+      argv_[i] = next;
+      next = std::copy(row[i]->begin(), row[i]->end(), next);
+      *next++ = '\0';
     }
-    argv_.push_back(nullptr);
+    argv_[row.size()] = nullptr;
 
-    names_.clear();
-    names_.reserve(2 * row.size());
-    for (const std::string& name : query.column_names())
-      names_.push_back(const_cast<char*>(name.c_str()));
-    for (const auto& type : query.column_types())
-      names_.push_back(type ? const_cast<char*>(type->c_str()) : nullptr);
+    const std::vector<std::string>& names = query.column_names();
+    const std::vector<std::optional<std::string>>& types = query.column_types();
+    names_.resize(names.size() + types.size());
+    for (size_t i = 0; i < names.size(); ++i)
+      names_[i] = const_cast<char*>(names[i].c_str());
+    for (size_t i = 0; i < types.size(); ++i)
+      names_[names.size() + i] = types[i] ? const_cast<char*>(types[i]->c_str()) : nullptr;
   }
 
-  std::string text_;
+  std::vector<char> text_;
   std::vector<char*> argv_;
   std::vector<char*> names_;
+};
+
+// What the statements run at one level of nesting in row callbacks reuse,
+// kept from one statement to the next: the reader's thousands of lookups,
+// all at the same level, then format their SQL and lay their rows out in
+// the same buffers.
+struct Level {
+  std::string sql;  // the text sqlite_exec_printf() formatted
+  CallbackRow row;
 };
 
 }  // namespace
 
 struct sqlite {
   std::unique_ptr<sqlite2::Database> database;
-  // One row layout for each level of statements nested in callbacks, kept
-  // from one statement to the next: the reader's thousands of lookups, all
-  // at the same level, then lay their rows out in the same buffers.
-  std::vector<std::unique_ptr<CallbackRow>> rows;
-  size_t depth = 0;
+  std::vector<std::unique_ptr<Level>> levels;
+  size_t depth = 0;  // statements running, each in the callback of the one before
+
+  Level& level() {
+    if (levels.size() == depth)
+      levels.push_back(std::make_unique<Level>());
+    return *levels[depth];
+  }
 };
 
 namespace {
 
-// The row layout of the statement running at the connection's current
-// level, for as long as it runs.
-class RowScope {
+// The level of the statement running at the connection's current depth,
+// for as long as it runs.
+class LevelScope {
  public:
-  explicit RowScope(sqlite* db) : db_(db) {
-    if (db_->rows.size() == db_->depth)
-      db_->rows.push_back(std::make_unique<CallbackRow>());
-    row_ = db_->rows[db_->depth++].get();
-  }
-  ~RowScope() { --db_->depth; }
-  RowScope(const RowScope&) = delete;
-  RowScope& operator=(const RowScope&) = delete;
+  explicit LevelScope(sqlite* db) : db_(db), level_(&db->level()) { ++db_->depth; }
+  ~LevelScope() { --db_->depth; }
+  LevelScope(const LevelScope&) = delete;
+  LevelScope& operator=(const LevelScope&) = delete;
 
-  CallbackRow& row() const { return *row_; }
+  CallbackRow& row() const { return level_->row; }
 
  private:
   sqlite* db_;
-  CallbackRow* row_;
+  Level* level_;
 };
 
 }  // namespace
@@ -144,7 +154,7 @@ int sqlite_exec(sqlite* db, const char* sql, sqlite_callback xCallback, void* pA
     SetMessage(errmsg, sqlite_error_string(SQLITE_MISUSE));
     return SQLITE_MISUSE;
   }
-  RowScope scope(db);
+  LevelScope scope(db);
   // Small enough for the handler to hold without allocating.
   struct Target {
     CallbackRow* row;
@@ -159,6 +169,24 @@ int sqlite_exec(sqlite* db, const char* sql, sqlite_callback xCallback, void* pA
   if (!status.ok() && !status.message().empty())
     SetMessage(errmsg, status.message());
   return status.rc;
+}
+
+int sqlite_exec_vprintf(sqlite* db, const char* sqlFormat, sqlite_callback xCallback, void* pArg,
+                        char** errmsg, va_list ap) {
+  std::string unconnected;
+  std::string& sql = db != nullptr ? db->level().sql : unconnected;
+  sqlite2::api::Format(sqlFormat != nullptr ? sqlFormat : "", ap, &sql);
+  // The statement is the formatted text up to its first NUL.
+  return sqlite_exec(db, sql.c_str(), xCallback, pArg, errmsg);
+}
+
+int sqlite_exec_printf(sqlite* db, const char* sqlFormat, sqlite_callback xCallback, void* pArg,
+                       char** errmsg, ...) {
+  va_list ap;
+  va_start(ap, errmsg);
+  const int rc = sqlite_exec_vprintf(db, sqlFormat, xCallback, pArg, errmsg, ap);
+  va_end(ap);
+  return rc;
 }
 
 void sqlite_freemem(void* p) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "sqlite2/format/keys.h"
 #include "sqlite2/format/payload.h"
@@ -18,12 +19,6 @@ uint32_t LoadBigEndian32(const char* bytes) {
 // `full_size` is the length, against `key`. `prefix` must hold at least
 // min(full_size, key.size()) bytes.
 int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key) {
-  // Table keys, the rowids of every lookup, compare as big-endian numbers.
-  if (full_size == kRowidKeySize && key.size() == kRowidKeySize) {
-    const uint32_t a = LoadBigEndian32(prefix.data());
-    const uint32_t b = LoadBigEndian32(key.data());
-    return a < b ? -1 : a > b ? 1 : 0;
-  }
   const size_t common = std::min<size_t>(full_size, key.size());
   const int c = common == 0 ? 0 : std::memcmp(prefix.data(), key.data(), common);
   if (c != 0) {
@@ -33,6 +28,35 @@ int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key
     return 0;
   }
   return full_size < key.size() ? -1 : 1;
+}
+
+// FindKey() for a 4-byte key, the rowid of every table lookup: the first
+// min(key size, 4) bytes of any cell's key are in the cell itself, and a
+// 4-byte table key compares as a big-endian number.
+size_t FindRowidKey(const BtreePage& page, std::string_view key, bool* equal) {
+  const uint32_t wanted = LoadBigEndian32(key.data());
+  size_t low = 0, high = page.cells.size();
+  int last = 1;  // how the cell at `high` compares
+  while (low < high) {
+    const size_t middle = low + (high - low) / 2;
+    const Cell& cell = page.cells[middle];
+    const char* local = reinterpret_cast<const char*>(page.local_payload(cell));
+    int c;
+    if (cell.key_size == kRowidKeySize) {
+      const uint32_t found = LoadBigEndian32(local);
+      c = found < wanted ? -1 : found > wanted ? 1 : 0;
+    } else {
+      c = CompareKey({local, std::min<size_t>(cell.key_size, kRowidKeySize)}, cell.key_size, key);
+    }
+    if (c < 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+      last = c;
+    }
+  }
+  *equal = last == 0 && low < page.cells.size();
+  return low;
 }
 
 }  // namespace
@@ -51,12 +75,12 @@ Status BtreeCursor::Fail(Status status) {
   return status;
 }
 
-Status BtreeCursor::Push(PageNumber number, bool is_root, bool remember) {
+Status BtreeCursor::Push(PageNumber number, bool is_root) {
   if (depth_ == kMaxDepth) {
     return Status::Corrupt();
   }
   // A page reached twice means a pointer cycle or a shared subtree.
-  if (remember && !visited_.insert(number).second) {
+  if (!visited_.insert(number).second) {
     return Status::Corrupt();
   }
   const BtreePage* page;
@@ -71,50 +95,70 @@ Status BtreeCursor::Push(PageNumber number, bool is_root, bool remember) {
 Status BtreeCursor::SeekAtLeast(std::string_view key) {
   Rewind();
   started_ = true;
-  std::string buffer;
   PageNumber number = root_;
   for (bool is_root = true;; is_root = false) {
     // A seek only descends, which the depth limit bounds; not recording its
     // path spares every lookup a set insertion per level. A walk that goes
     // on from here may then enter a page of that path once more before the
     // set (or the depth limit) catches it.
-    Status status = Push(number, is_root, /*remember=*/false);
-    if (!status.ok()) {
-      return Fail(status);
+    if (depth_ == kMaxDepth) {
+      return Fail(Status::Corrupt());
     }
-    const BtreePage& page = *stack_[depth_ - 1].page;
-    // Binary search for the first cell whose key is >= `key`.
-    size_t low = 0, high = page.cells.size();
-    bool equal = false;
-    while (low < high) {
-      const size_t middle = low + (high - low) / 2;
-      const Cell& cell = page.cells[middle];
-      std::string_view prefix;
-      status = ReadKeyPrefix(page, cell, key.size(), &buffer, &prefix);
-      if (!status.ok()) {
-        return Fail(status);
-      }
-      const int c = CompareKey(prefix, cell.key_size, key);
-      if (c < 0) {
-        low = middle + 1;
-      } else {
-        high = middle;
-        equal = c == 0;
-      }
+    const BtreePage* page;
+    if (Status status = pager_->GetBtreePage(number, is_root, &page); !status.ok()) {
+      return Fail(std::move(status));
     }
-    equal = equal && low < page.cells.size();
-    Frame& frame = stack_[depth_ - 1];
-    frame.index = low;
+    Frame& frame = stack_[depth_++];
+    frame.page = page;
     // Everything left of the found cell is smaller than `key`.
     frame.child_done = true;
+    bool equal;
+    if (key.size() == kRowidKeySize) {
+      frame.index = FindRowidKey(*page, key, &equal);
+    } else if (Status status = FindKey(*page, key, &frame.index, &equal); !status.ok()) {
+      return Fail(std::move(status));
+    }
     if (equal) {
       return Status::Ok();
     }
-    number = low < page.cells.size() ? page.cells[low].left_child : page.right_child;
+    number =
+        frame.index < page->cells.size() ? page->cells[frame.index].left_child : page->right_child;
     if (number == 0) {
       return Status::Ok();
     }
   }
+}
+
+Status BtreeCursor::FindKey(const BtreePage& page, std::string_view key, size_t* index,
+                            bool* equal) {
+  // Binary search for the first cell whose key is >= `key`.
+  size_t low = 0, high = page.cells.size();
+  int last = 1;  // how the cell at `high` compares
+  while (low < high) {
+    const size_t middle = low + (high - low) / 2;
+    const Cell& cell = page.cells[middle];
+    // The first min(key size, key.size()) bytes of the cell's key, from the
+    // cell or, when they overflow, from its overflow pages.
+    const uint32_t size = static_cast<uint32_t>(std::min<size_t>(cell.key_size, key.size()));
+    std::string_view prefix(reinterpret_cast<const char*>(page.local_payload(cell)), size);
+    if (size > cell.local_payload_size()) {
+      payload_.clear();
+      if (Status status = ReadPayloadPrefix(page, cell, size, &payload_); !status.ok()) {
+        return status;
+      }
+      prefix = payload_;
+    }
+    const int c = CompareKey(prefix, cell.key_size, key);
+    if (c < 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+      last = c;
+    }
+  }
+  *index = low;
+  *equal = last == 0 && low < page.cells.size();
+  return Status::Ok();
 }
 
 Status BtreeCursor::Next(bool* has_entry) {
@@ -124,7 +168,7 @@ Status BtreeCursor::Next(bool* has_entry) {
   }
   if (!started_) {
     started_ = true;
-    Status status = Push(root_, /*is_root=*/true, /*remember=*/true);
+    Status status = Push(root_, /*is_root=*/true);
     if (!status.ok()) {
       return Fail(status);
     }
@@ -137,7 +181,7 @@ Status BtreeCursor::Next(bool* has_entry) {
       const PageNumber child =
           frame.index < count ? frame.page->cells[frame.index].left_child : frame.page->right_child;
       if (child != 0) {
-        Status status = Push(child, /*is_root=*/false, /*remember=*/true);
+        Status status = Push(child, /*is_root=*/false);
         if (!status.ok()) {
           return Fail(status);
         }
@@ -159,19 +203,6 @@ Status BtreeCursor::Next(bool* has_entry) {
   }
   key_ = data_ = {};
   return Status::Ok();
-}
-
-Status BtreeCursor::ReadKeyPrefix(const BtreePage& page, const Cell& cell, size_t limit,
-                                  std::string* buffer, std::string_view* prefix) {
-  const uint32_t size = static_cast<uint32_t>(std::min<size_t>(cell.key_size, limit));
-  if (size <= cell.local_payload_size()) {
-    *prefix = {reinterpret_cast<const char*>(page.local_payload(cell)), size};
-    return Status::Ok();
-  }
-  buffer->clear();
-  Status status = ReadPayloadPrefix(page, cell, size, buffer);
-  *prefix = *buffer;
-  return status;
 }
 
 Status BtreeCursor::ReadPayloadPrefix(const BtreePage& page, const Cell& cell, uint32_t size,

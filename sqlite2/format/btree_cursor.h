@@ -58,20 +58,21 @@ class BtreeCursor {
   std::string_view data() const { return data_; }
 
  private:
+  // Left uninitialised until pushed: a cursor is made for every lookup.
   struct Frame {
-    const BtreePage* page = nullptr;  // owned by the pager
-    size_t index = 0;                 // the cell to yield next (cells.size(): none left)
-    bool child_done = false;          // whether the subtree left of `index` was walked
+    const BtreePage* page;  // owned by the pager
+    size_t index;           // the cell to yield next (cells.size(): none left)
+    bool child_done;        // whether the subtree left of `index` was walked
   };
 
   Status Fail(Status status);
-  // Loads, checks and enters page `number`; with `remember`, entering it
-  // again in this walk is corrupt.
-  Status Push(PageNumber number, bool is_root, bool remember);
-  // The first min(key size, `limit`) bytes of the cell's key, from the page
-  // or, when they overflow, copied into `buffer`.
-  Status ReadKeyPrefix(const BtreePage& page, const Cell& cell, size_t limit, std::string* buffer,
-                       std::string_view* prefix);
+  // Loads, checks and enters page `number` in a walk; entering it again in
+  // the same walk is corrupt.
+  Status Push(PageNumber number, bool is_root);
+  // The index of the first cell of `page` whose key is >= `key`, and
+  // whether that key equals `key`; reads overflow pages where the keys
+  // compared need them.
+  Status FindKey(const BtreePage& page, std::string_view key, size_t* index, bool* equal);
   Status LoadEntry(const BtreePage& page, const Cell& cell);
   // Reads payload bytes [0, size) of the cell into `out` after charging the
   // overflow pages that takes to the budget.
@@ -87,7 +88,9 @@ class BtreeCursor {
   Status error_;
   std::string_view key_;
   std::string_view data_;
-  std::string payload_;               // holds key_ and data_ when the payload overflows
+  // Holds key_ and data_ when the payload overflows, and in a seek the key
+  // prefix being compared when that overflows.
+  std::string payload_;
   uint64_t overflow_pages_read_ = 0;  // never reset: the budget is per cursor
 };
 

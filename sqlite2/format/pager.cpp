@@ -47,7 +47,7 @@ Status Pager::GetPage(PageNumber number, const Page** out) {
   return Status::Ok();
 }
 
-Status Pager::GetBtreePage(PageNumber number, bool is_root, const BtreePage** out) {
+Status Pager::LoadBtreePage(PageNumber number, bool is_root, const BtreePage** out) {
   if (number == 0) {
     return Status::Corrupt();
   }

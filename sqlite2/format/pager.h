@@ -44,9 +44,21 @@ class Pager {
   // same few interior pages, and the font reader's lookups come back to
   // the same leaves. A page that fails to decode is not kept, and fails
   // again the next time.
-  Status GetBtreePage(PageNumber number, bool is_root, const BtreePage** out);
+  Status GetBtreePage(PageNumber number, bool is_root, const BtreePage** out) {
+    // The pages of a seek are nearly always decoded already.
+    if (number != 0 && number <= page_count_) {
+      const PageCache::Entry& entry = cache_.At(number);
+      if (entry.decoded && (is_root || !entry.tree.cells.empty())) {
+        *out = &entry.tree;
+        return Status::Ok();
+      }
+    }
+    return LoadBtreePage(number, is_root, out);
+  }
 
  private:
+  Status LoadBtreePage(PageNumber number, bool is_root, const BtreePage** out);
+
   PageSource* source_;
   uint32_t page_count_ = 0;
   FileHeader header_;

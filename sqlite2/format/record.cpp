@@ -1,17 +1,47 @@
 #include "sqlite2/format/record.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace sqlite2::format {
 namespace {
 
 // Offsets are little-endian whatever the file's byte order.
-size_t LoadOffset(std::string_view record, size_t index, size_t width) {
+template <size_t kWidth>
+size_t LoadOffset(const uint8_t* p) {
   size_t value = 0;
-  for (size_t i = 0; i < width; ++i) {
-    value |= size_t{static_cast<uint8_t>(record[index * width + i])} << (8 * i);
+  for (size_t i = 0; i < kWidth; ++i) {
+    value |= size_t{p[i]} << (8 * i);
   }
   return value;
+}
+
+template <size_t kWidth>
+Status DecodeValues(std::string_view record, size_t column_count, RecordValues* out) {
+  const auto* offsets = reinterpret_cast<const uint8_t*>(record.data());
+  const size_t header_size = (column_count + 1) * kWidth;
+  if (header_size > record.size() || LoadOffset<kWidth>(offsets) != header_size) {
+    return Status::Corrupt();
+  }
+  size_t begin = header_size;
+  for (size_t i = 0; i < column_count; ++i) {
+    const size_t end = LoadOffset<kWidth>(offsets + (i + 1) * kWidth);
+    if (end < begin || end > record.size()) {
+      return Status::Corrupt();
+    }
+    if (end == begin) {
+      (*out)[i] = std::nullopt;  // SQL NULL
+      continue;
+    }
+    // Values are C strings: they must end with a NUL and stop at the first,
+    // which that NUL keeps inside the value.
+    if (record[end - 1] != '\0') {
+      return Status::Corrupt();
+    }
+    (*out)[i] = std::string_view(record.data() + begin);
+    begin = end;
+  }
+  return Status::Ok();
 }
 
 }  // namespace
@@ -27,33 +57,19 @@ size_t RecordOffsetWidth(size_t record_size) {
 }
 
 Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* out) {
-  out->assign(column_count, std::nullopt);
+  out->resize(column_count);
   if (record.empty()) {
+    std::fill(out->begin(), out->end(), std::nullopt);
     return Status::Ok();
   }
-
-  const size_t width = RecordOffsetWidth(record.size());
-  const size_t header_size = (column_count + 1) * width;
-  if (header_size > record.size() || LoadOffset(record, 0, width) != header_size) {
-    return Status::Corrupt();
+  switch (RecordOffsetWidth(record.size())) {
+    case 1:
+      return DecodeValues<1>(record, column_count, out);
+    case 2:
+      return DecodeValues<2>(record, column_count, out);
+    default:
+      return DecodeValues<3>(record, column_count, out);
   }
-  for (size_t i = 0; i < column_count; ++i) {
-    const size_t begin = LoadOffset(record, i, width);
-    const size_t end = LoadOffset(record, i + 1, width);
-    if (end < begin || end > record.size()) {
-      return Status::Corrupt();
-    }
-    if (end == begin) {
-      continue;  // SQL NULL
-    }
-    // Values are C strings: they must end with a NUL and stop at the first.
-    if (record[end - 1] != '\0') {
-      return Status::Corrupt();
-    }
-    const std::string_view value = record.substr(begin, end - begin);
-    (*out)[i] = value.substr(0, value.find('\0'));
-  }
-  return Status::Ok();
 }
 
 }  // namespace sqlite2::format

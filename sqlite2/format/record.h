@@ -29,7 +29,8 @@ size_t RecordOffsetWidth(size_t record_size);
 
 // Decodes a record of a table with `column_count` columns. Corrupt when the
 // offsets do not describe exactly that many values inside the record, in
-// order, each non-NULL one ending with a NUL.
+// order, each non-NULL one ending with a NUL; `out` then holds nothing of
+// use.
 Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* out);
 
 }  // namespace sqlite2::format

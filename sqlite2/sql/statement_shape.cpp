@@ -21,7 +21,10 @@ bool IsParameter(const Token& token) {
 }  // namespace
 
 size_t StatementStart(std::string_view sql, size_t pos) {
-  while (pos < sql.size()) {
+  // Only these bytes can start whitespace, a comment or a ';'; looking at
+  // the byte first spares a statement's first word its classification.
+  constexpr std::string_view kSkippableStarts = " \t\n\f\r-/;";
+  while (pos < sql.size() && kSkippableStarts.find(sql[pos]) != std::string_view::npos) {
     const Token token = TokenAt(sql, pos);
     if (token.kind != TokenKind::kSpace && token.kind != TokenKind::kComment &&
         token.kind != TokenKind::kSemi) {
