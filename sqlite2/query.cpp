@@ -140,8 +140,11 @@ Status Query::Step(bool* has_row) {
       continue;
     const std::vector<Operand>& results = statement_->results();
     row_.resize(results.size());
-    for (size_t i = 0; i < results.size(); ++i)
-      row_[i] = Value(results[i]);
+    for (size_t i = 0; i < results.size(); ++i) {
+      const Operand& operand = results[i];
+      row_[i] =
+          operand.source == Operand::Source::kColumn ? values_[operand.column] : Value(operand);
+    }
     *has_row = true;
     return Status::Ok();
   }

@@ -63,9 +63,15 @@ size_t FindRowidKey(const BtreePage& page, std::string_view key, bool* equal) {
 
 void BtreeCursor::Rewind() {
   depth_ = 0;
-  visited_.clear();
+  // A seek never fills the set, and clearing even an empty one costs a
+  // lookup more than the test.
+  if (!visited_.empty()) {
+    visited_.clear();
+  }
   started_ = false;
-  error_ = Status::Ok();
+  if (!error_.ok()) {
+    error_ = Status::Ok();
+  }
   key_ = data_ = {};
 }
 

@@ -15,9 +15,17 @@ constexpr int kMaxMantissaDigits = 10;
 }  // namespace
 
 std::string EncodeRowidKey(int32_t rowid) {
+  std::string key(kRowidKeySize, '\0');
+  EncodeRowidKey(rowid, key.data());
+  return key;
+}
+
+void EncodeRowidKey(int32_t rowid, char* out) {
   const uint32_t v = static_cast<uint32_t>(rowid) ^ kSignBit;
-  return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8),
-          static_cast<char>(v)};
+  out[0] = static_cast<char>(v >> 24);
+  out[1] = static_cast<char>(v >> 16);
+  out[2] = static_cast<char>(v >> 8);
+  out[3] = static_cast<char>(v);
 }
 
 int32_t DecodeRowidKey(const char* key) {

@@ -28,6 +28,8 @@ namespace sqlite2::format {
 inline constexpr size_t kRowidKeySize = 4;
 
 std::string EncodeRowidKey(int32_t rowid);
+// The same into the kRowidKeySize bytes at `out`.
+void EncodeRowidKey(int32_t rowid, char* out);
 // Decodes the first kRowidKeySize bytes at `key`.
 int32_t DecodeRowidKey(const char* key);
 

@@ -57,7 +57,7 @@ class PageCache {
   static constexpr size_t kTableBits = 10;  // 1024 slabs (32 MB of file) per table
   static constexpr size_t kSlabMask = (size_t{1} << kSlabBits) - 1;
   static constexpr size_t kTableMask = (size_t{1} << kTableBits) - 1;
-  static constexpr size_t kCellsPerBlock = 4096;
+  static constexpr size_t kCellsPerBlock = 512;  // 10 KB, the cells of 8 full pages or more
 
   using Slab = std::array<Entry, size_t{1} << kSlabBits>;
   using SlabTable = std::array<std::unique_ptr<Slab>, size_t{1} << kTableBits>;

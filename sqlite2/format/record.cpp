@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace sqlite2::format {
 namespace {
@@ -38,7 +39,7 @@ Status DecodeValues(std::string_view record, size_t column_count, RecordValues* 
     if (record[end - 1] != '\0') {
       return Status::Corrupt();
     }
-    (*out)[i] = std::string_view(record.data() + begin);
+    (*out)[i] = std::string_view(record.data() + begin, std::strlen(record.data() + begin));
     begin = end;
   }
   return Status::Ok();

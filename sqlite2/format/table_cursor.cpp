@@ -19,7 +19,9 @@ Status TableCursor::Next(bool* has_row) {
 
 Status TableCursor::SeekRowid(int32_t rowid, bool* found) {
   *found = false;
-  Status status = cursor_.SeekAtLeast(EncodeRowidKey(rowid));
+  char key[kRowidKeySize];
+  EncodeRowidKey(rowid, key);
+  Status status = cursor_.SeekAtLeast({key, kRowidKeySize});
   if (!status.ok()) {
     return status;
   }

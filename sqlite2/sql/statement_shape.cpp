@@ -18,13 +18,28 @@ bool IsParameter(const Token& token) {
   return token.kind == TokenKind::kString && token.text[0] == '\'';
 }
 
+// Only these bytes can start whitespace, a comment or a ';'; looking at
+// the byte first spares a statement's first word its classification.
+bool CanStartSkippable(char c) {
+  switch (c) {
+    case ' ':
+    case '\t':
+    case '\n':
+    case '\f':
+    case '\r':
+    case '-':
+    case '/':
+    case ';':
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 size_t StatementStart(std::string_view sql, size_t pos) {
-  // Only these bytes can start whitespace, a comment or a ';'; looking at
-  // the byte first spares a statement's first word its classification.
-  constexpr std::string_view kSkippableStarts = " \t\n\f\r-/;";
-  while (pos < sql.size() && kSkippableStarts.find(sql[pos]) != std::string_view::npos) {
+  while (pos < sql.size() && CanStartSkippable(sql[pos])) {
     const Token token = TokenAt(sql, pos);
     if (token.kind != TokenKind::kSpace && token.kind != TokenKind::kComment &&
         token.kind != TokenKind::kSemi) {
@@ -55,10 +70,9 @@ StatementShape ShapeStatement(std::string_view sql, size_t begin) {
 }
 
 std::string_view ParameterAt(std::string_view sql, size_t pos) {
-  if (pos >= sql.size())
+  if (pos >= sql.size() || sql[pos] != '\'')
     return {};
-  const Token token = TokenAt(sql, pos);
-  return IsParameter(token) ? sql.substr(pos, token.length) : std::string_view();
+  return sql.substr(pos, QuotedLength(sql.substr(pos)));
 }
 
 }  // namespace sqlite2::sql

@@ -92,6 +92,25 @@ unsigned char At(std::string_view s, size_t pos) {
   return pos < s.size() ? static_cast<unsigned char>(s[pos]) : 0;
 }
 
+}  // namespace
+
+size_t QuotedLength(std::string_view z) {
+  const unsigned char quote = At(z, 0);
+  size_t i = 1;
+  for (; At(z, i) != 0; ++i) {
+    if (At(z, i) == quote) {
+      if (At(z, i + 1) != quote)
+        break;
+      ++i;
+    }
+  }
+  if (At(z, i) != 0)
+    ++i;
+  return i;
+}
+
+namespace {
+
 // The length of the token at the start of `z`, and its kind.
 size_t Scan(std::string_view z, TokenKind* kind) {
   const unsigned char c = At(z, 0);
@@ -202,17 +221,8 @@ size_t Scan(std::string_view z, TokenKind* kind) {
       return 1;
     case '\'':
     case '"':
-      for (; At(z, i) != 0; ++i) {
-        if (At(z, i) == c) {
-          if (At(z, i + 1) != c)
-            break;
-          ++i;
-        }
-      }
-      if (At(z, i) != 0)
-        ++i;
       *kind = TokenKind::kString;
-      return i;
+      return QuotedLength(z);
     case '[':
       while (At(z, i) != 0 && At(z, i - 1) != ']')
         ++i;

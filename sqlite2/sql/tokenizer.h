@@ -73,6 +73,11 @@ struct Token {
 // The token that starts at `pos` of `sql` (pos < sql.size()).
 Token NextToken(std::string_view sql, size_t pos);
 
+// The length of the string token at the start of `z`, which starts with
+// its quote: through the first quote not doubled, else to the end of the
+// input (or a NUL in it).
+size_t QuotedLength(std::string_view z);
+
 // The value of a quoted token: '...', "..." and [...] lose their quotes
 // and doubled quotes become single. An unterminated quote keeps the tail
 // of the original text beyond the shortened value, as the library's
