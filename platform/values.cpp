@@ -1,6 +1,8 @@
 #include "platform/values.h"
 
 #include <algorithm>
+#include <array>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -45,12 +47,6 @@ class CycleCollector {
     return *collector;
   }
 
-  static void Retain(Object* object) {
-    ++object->count_;
-    if (object->color_ != kCollecting)
-      object->color_ = kBlack;
-  }
-
   void Release(Object* object) {
     if (object->color_ == kCollecting) {
       // Part of a garbage cycle being torn down; the collector frees it.
@@ -91,7 +87,8 @@ class CycleCollector {
   }
 
  private:
-  enum Color : uint8_t { kBlack = 0, kGray, kWhite, kPurple, kCollecting };
+  static constexpr uint8_t kBlack = Object::kBlack, kGray = Object::kGray, kWhite = Object::kWhite,
+                           kPurple = Object::kPurple, kCollecting = Object::kCollecting;
   static constexpr size_t kMinimumThreshold = 1024;
 
   void PossibleRoot(Object* object) {
@@ -260,10 +257,7 @@ class CycleCollector {
   bool exit_hook_installed_ = false;
 };
 
-void Retain(Object* object) {
-  CycleCollector::Retain(object);
-}
-void Release(Object* object) {
+void internal::ReleaseToCollector(Object* object) {
   CycleCollector::Get().Release(object);
 }
 void CollectCycles() {
@@ -282,13 +276,77 @@ void Object::ForEachChild(void (*)(Object*, void*), void*) {}
 Ref<String> String::Create(std::string_view utf8) {
   if (!IsWellFormedUtf8(utf8))
     return nullptr;
-  void* block = ::operator new(sizeof(String) + std::max(utf8.size() + 1, kWord));
+  void* block = ::operator new(sizeof(String) + TextBytes(utf8.size()));
   String* string = ::new (block) String(utf8.size());
-  std::memset(string->text(), 0, kWord);
-  std::memcpy(string->text(), utf8.data(), utf8.size());
-  string->text()[utf8.size()] = '\0';
+  string->Fill(utf8);
   ++live_objects;
   return Ref<String>(string);
+}
+
+// A run's block starts with the count of its strings still alive; each
+// string follows, the run's address in the word before it, then its text,
+// padded to a word. The strings are values as any other, freed one by one;
+// the block goes with the last.
+class String::InRun final : public String {
+ public:
+  struct Run {
+    size_t alive;
+  };
+
+  // The bytes a string of `size` bytes takes in a run.
+  static size_t Footprint(size_t size) {
+    return sizeof(Run*) + sizeof(String) + (TextBytes(size) + kWord - 1) / kWord * kWord;
+  }
+
+  // Places a string of `utf8` at `at`, which has Footprint() bytes, and
+  // says where the next one goes.
+  static String* Place(Run* run, char* at, std::string_view utf8, char** next) {
+    std::memcpy(at, &run, sizeof run);
+    InRun* string = ::new (at + sizeof run) InRun(utf8.size());
+    string->Fill(utf8);
+    *next = at + Footprint(utf8.size());
+    return string;
+  }
+
+  static void operator delete(void* object) {
+    Run* run;
+    std::memcpy(&run, static_cast<char*>(object) - sizeof run, sizeof run);
+    if (--run->alive == 0)
+      ::operator delete(run);
+  }
+
+ private:
+  explicit InRun(size_t size) : String(size) {}
+};
+
+void String::CreateRun(std::span<const char* const> texts, Ref<String>* strings) {
+  static_assert(sizeof(InRun) == sizeof(String), "a string's text follows its String part");
+  assert(texts.size() <= kMaxRun);
+  std::array<size_t, kMaxRun> sizes;
+  uint64_t well_formed = 0;
+  size_t alive = 0, bytes = sizeof(InRun::Run);
+  for (size_t i = 0; i < texts.size(); ++i) {
+    sizes[i] = std::strlen(texts[i]);
+    if (!IsWellFormedUtf8({texts[i], sizes[i]}))
+      continue;
+    well_formed |= uint64_t{1} << i;
+    ++alive;
+    bytes += InRun::Footprint(sizes[i]);
+  }
+  InRun::Run* run = nullptr;
+  char* at = nullptr;
+  if (alive > 0) {
+    run = ::new (::operator new(bytes)) InRun::Run{alive};
+    at = reinterpret_cast<char*>(run + 1);
+  }
+  for (size_t i = 0; i < texts.size(); ++i) {
+    if ((well_formed >> i & 1) == 0) {
+      strings[i] = nullptr;
+      continue;
+    }
+    ++live_objects;
+    strings[i] = Ref<String>(InRun::Place(run, at, {texts[i], sizes[i]}, &at));
+  }
 }
 
 size_t String::length() const {
@@ -339,7 +397,7 @@ void Array::Append(Ref<Object> value) {
   if (!value)
     return;
   NoteChild(*value);
-  items_.push_back(std::move(value));
+  items_.emplace_back(std::move(value));
 }
 
 namespace {
@@ -347,49 +405,63 @@ namespace {
 // A glance at a dictionary's size and first entry, where rows read from a
 // database first differ, that rules out most other rows without comparing
 // them in full. An array of such rows is searched once for every row added
-// to it, so the glance is taken once per search, not once per element.
+// to it, so the glance is taken once per search and each element costs a
+// few loads: its size, its first key and the first word of its first value.
 class FirstSight {
  public:
-  explicit FirstSight(const Object* value)
-      : dictionary_(value != nullptr ? value->AsDictionary() : nullptr) {
-    if (dictionary_ != nullptr && !dictionary_->empty()) {
-      first_ = &*dictionary_->begin();
-      first_string_ = first_->value->AsString();
-    }
+  // Null unless `value` is a dictionary whose first value is a string.
+  static std::optional<FirstSight> Of(const Object* value) {
+    const Dictionary* dictionary = value != nullptr ? value->AsDictionary() : nullptr;
+    if (dictionary == nullptr || dictionary->empty())
+      return std::nullopt;
+    const Dictionary::Entry& first = *dictionary->begin();
+    const String* string = first.value->AsString();
+    if (string == nullptr)
+      return std::nullopt;
+    return FirstSight(dictionary, first.key, *string);
   }
 
-  // Whether `item` is certainly unequal to the value.
+  // Whether `item` (never null) is certainly unequal to the value.
   bool RulesOut(const Object* item) const {
-    const Dictionary* other = item != nullptr ? item->AsDictionary() : nullptr;
-    if (dictionary_ == nullptr || other == nullptr || other == dictionary_)
+    if (item->type() != TypeID::kDictionary)
       return false;
-    if (other->size() != dictionary_->size())
+    const auto* other = static_cast<const Dictionary*>(item);
+    if (other->size() != size_)
       return true;
-    if (first_ == nullptr)
-      return false;
     // Rows of one table share their keys and put them in the same order.
     const Dictionary::Entry& front = *other->begin();
     const Object* counterpart =
-        front.key.SameAs(first_->key) ? front.value.get() : other->Get(first_->key);
+        front.key.SameAs(first_key_) ? front.value.get() : other->Get(first_key_);
     if (counterpart == nullptr)
       return true;
-    const String* string = counterpart->AsString();
-    return first_string_ != nullptr && string != nullptr && !(*string == *first_string_);
+    return counterpart->type() == TypeID::kString && counterpart != &first_string_ &&
+           !(*static_cast<const String*>(counterpart) == first_string_);
   }
 
  private:
-  const Dictionary* dictionary_;
-  const Dictionary::Entry* first_ = nullptr;
-  const String* first_string_ = nullptr;
+  FirstSight(const Dictionary* dictionary, const Key& first_key, const String& first_string)
+      : size_(dictionary->size()), first_key_(first_key), first_string_(first_string) {}
+
+  const size_t size_;
+  const Key& first_key_;
+  const String& first_string_;
 };
 
 }  // namespace
 
 bool Array::ContainsValue(const Object* value) const {
-  const FirstSight sight(value);
-  return std::any_of(items_.begin(), items_.end(), [&sight, value](const Ref<Object>& item) {
-    return !sight.RulesOut(item.get()) && Equal(item.get(), value);
-  });
+  if (const std::optional<FirstSight> sight = FirstSight::Of(value)) {
+    for (const Ref<Object>& item : items_) {
+      if (!sight->RulesOut(item.get()) && Equal(item.get(), value))
+        return true;
+    }
+    return false;
+  }
+  for (const Ref<Object>& item : items_) {
+    if (Equal(item.get(), value))
+      return true;
+  }
+  return false;
 }
 
 void Array::ForEachChild(void (*visit)(Object*, void*), void* context) {
@@ -504,14 +576,21 @@ void Dictionary::Set(const Key& key, Ref<Object> value) {
   }
 }
 
+void Dictionary::AddNew(const Key& key, Ref<Object> value) {
+  if (!value)
+    return;
+  assert(PositionOf(key) == kNowhere);
+  Add(key, std::move(value));
+}
+
 void Dictionary::Replace(size_t position, Ref<Object> value) {
   NoteChild(*value);
   entries_[position].value = std::move(value);
 }
 
-void Dictionary::Add(Key key, Ref<Object> value) {
+void Dictionary::Add(const Key& key, Ref<Object>&& value) {
   NoteChild(*value);
-  const Entry& added = entries_.push_back(Entry{std::move(key), std::move(value)});
+  const Entry& added = entries_.emplace_back(key, std::move(value));
   if (index_) {
     index_->positions.emplace(added.key.view(), entries_.size() - 1);
   } else if (entries_.size() > kIndexThreshold) {

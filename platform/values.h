@@ -23,6 +23,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -34,8 +35,13 @@ namespace cf {
 enum class TypeID : uint8_t { kString, kBoolean, kArray, kDictionary, kURL };
 
 class Object;
-void Retain(Object* object);
-void Release(Object* object);
+inline void Retain(Object* object);
+inline void Release(Object* object);
+namespace internal {
+// Release's way for the last reference and for a container that has held
+// one (see values.cpp).
+void ReleaseToCollector(Object* object);
+}  // namespace internal
 
 // A strong, nullable reference. Copying retains, destruction releases.
 template <class T>
@@ -114,7 +120,11 @@ class Object {
  private:
   friend void Retain(Object*);
   friend void Release(Object*);
+  friend void internal::ReleaseToCollector(Object*);
   friend class CycleCollector;
+
+  // The cycle collector's marks.
+  enum Color : uint8_t { kBlack = 0, kGray, kWhite, kPurple, kCollecting };
 
   // Calls `visit` on every object this one holds a reference to.
   virtual void ForEachChild(void (*visit)(Object*, void*), void* context);
@@ -134,11 +144,17 @@ class Object {
 // eight bytes are always there, zeros past the text, so two strings compare
 // a word at a time: the ids and short names that rows are told apart by, in
 // one go.
-class String final : public Object {
+class String : public Object {
  public:
   // Null when `utf8` is not well-formed UTF-8 (overlong forms, surrogates and
   // code points past U+10FFFF included).
   static Ref<String> Create(std::string_view utf8);
+  // A string of each of the NUL-terminated `texts` into `strings`, each null
+  // where Create would give null, all in one allocation that goes when the
+  // last of them does: for the values of a row, which are made together and
+  // mostly go together. At most kMaxRun texts.
+  static constexpr size_t kMaxRun = 64;
+  static void CreateRun(std::span<const char* const> texts, Ref<String>* strings);
 
   std::string_view utf8() const { return {text(), size_}; }
   // The text followed by a NUL.
@@ -158,8 +174,19 @@ class String final : public Object {
   static void operator delete(void* block) { ::operator delete(block); }
 
  private:
+  // A string of a run (see values.cpp); the only kind derived from this one.
+  class InRun;
   static constexpr size_t kWord = sizeof(uint64_t);
+  // The bytes a string of `size` bytes takes after the object: the text, a
+  // NUL and at least a word.
+  static size_t TextBytes(size_t size) { return std::max(size + 1, kWord); }
   explicit String(size_t size) : Object(TypeID::kString), size_(size) {}
+  // Copies `utf8`, followed by the NUL and zeros to a word, after the object.
+  void Fill(std::string_view utf8) {
+    std::memset(text(), 0, kWord);
+    std::memcpy(text(), utf8.data(), utf8.size());
+    text()[utf8.size()] = '\0';
+  }
   const char* text() const { return reinterpret_cast<const char*>(this + 1); }
   char* text() { return reinterpret_cast<char*>(this + 1); }
   uint64_t FirstWord() const {
@@ -209,10 +236,11 @@ class Slots {
   const T* begin() const { return data_; }
   const T* end() const { return data_ + size_; }
 
-  T& push_back(T value) {
+  template <class... Args>
+  T& emplace_back(Args&&... args) {
     if (size_ == capacity_)
       Grow();
-    T* slot = ::new (data_ + size_) T(std::move(value));
+    T* slot = ::new (data_ + size_) T{std::forward<Args>(args)...};
     ++size_;
     return *slot;
   }
@@ -357,6 +385,10 @@ class Dictionary final : public Object {
   void Set(std::string_view key, Ref<Object> value);
   // The same with a shared key, which a new entry keeps rather than a copy.
   void Set(const Key& key, Ref<Object> value);
+  // Adds an entry under `key` without looking for one: for a caller that
+  // knows the dictionary holds none yet, as a row of columns named apart.
+  // A null value is ignored.
+  void AddNew(const Key& key, Ref<Object> value);
 
   const Entry* begin() const { return entries_.begin(); }
   const Entry* end() const { return entries_.end(); }
@@ -375,7 +407,7 @@ class Dictionary final : public Object {
   size_t PositionOf(const Key& key) const;
   void Replace(size_t position, Ref<Object> value);
   // Appends an entry; there is none under `key` yet.
-  void Add(Key key, Ref<Object> value);
+  void Add(const Key& key, Ref<Object>&& value);
   internal::Slots<Entry> entries_;
   // Index into entries_ by key; built once the dictionary is big enough to need it.
   class Index;
@@ -421,6 +453,23 @@ inline const Dictionary* Object::AsDictionary() const {
 }
 inline const URL* Object::AsURL() const {
   return type_ == TypeID::kURL ? static_cast<const URL*>(this) : nullptr;
+}
+
+// A reference is taken and dropped for every copy of a Ref, so the common
+// cases cost no call: a release that leaves the object alive and cannot cut
+// off a cycle only counts down.
+inline void Retain(Object* object) {
+  ++object->count_;
+  if (object->color_ != Object::kCollecting)
+    object->color_ = Object::kBlack;
+}
+
+inline void Release(Object* object) {
+  if (object->count_ > 1 && !object->holds_container_) {
+    --object->count_;
+    return;
+  }
+  internal::ReleaseToCollector(object);
 }
 
 // Deep equality as the platform's CFEqual has it: strings by content, booleans

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -359,6 +360,32 @@ TEST_F(CollectorTest, AStringLivesAsLongAsAnyHolder) {
   EXPECT_EQ(second->GetString("name")->utf8(), "Korvel Serif");
   second = nullptr;
   EXPECT_EQ(Extra(), 0u);
+}
+
+TEST_F(CollectorTest, TheStringsOfARunGoOneByOneInAnyOrder) {
+  // A run's strings share one block; each is a value of its own, and the
+  // block must outlive every one of them, whichever goes last.
+  const char* texts[] = {"Korvel", "Caf\xe9", "", "/Library/Fonts/Korvel Sans.otf"};
+  const std::vector<std::vector<size_t>> orders = {{0, 2, 3}, {3, 2, 0}, {2, 0, 3}};
+  for (const std::vector<size_t>& order : orders) {
+    Ref<String> strings[4];
+    String::CreateRun(texts, strings);
+    EXPECT_EQ(strings[1], nullptr) << "not UTF-8";
+    ASSERT_EQ(Extra(), 3u);
+    Ref<Array> holder = Array::Create();
+    holder->Append(strings[order.back()]);
+    for (size_t released = 1; released <= order.size(); ++released) {
+      const size_t i = order[released - 1];
+      EXPECT_EQ(strings[i]->utf8(), texts[i]);
+      EXPECT_TRUE(Equal(strings[i].get(), MakeString(texts[i]).get()));
+      strings[i] = nullptr;
+      // The holder, the strings not let go yet, and at the end the one it holds.
+      EXPECT_EQ(Extra(), 1 + std::max<size_t>(order.size() - released, 1));
+    }
+    EXPECT_EQ(holder->at(0)->AsString()->utf8(), texts[order.back()]);
+    holder = nullptr;
+    EXPECT_EQ(Extra(), 0u);
+  }
 }
 
 TEST_F(CollectorTest, CollectsOnItsOwnWhenCandidatesPileUp) {
