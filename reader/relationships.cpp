@@ -88,8 +88,7 @@ int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, 
       containers != nullptr && parentID ? containers->GetDictionary(*parentID) : nullptr;
   if (parent == nullptr)
     return 0;
-  const cf::Ref<cf::String> childType = row.String(kChildTypeColumn);
-  const cf::Ref<cf::String> childID = row.String(kChildIDColumn);
+  const auto [childType, childID] = row.Strings<2>({kChildTypeColumn, kChildIDColumn});
   if (!childType || !childID)
     return 0;
   switch (CFStringGetIntValue(*childType)) {

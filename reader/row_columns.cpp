@@ -75,9 +75,14 @@ RowShape ShapeNamed(int columnCount, char** names) {
   RowShape shape;
   shape.columns.reserve(static_cast<size_t>(columnCount));
   for (int i = 0; i < columnCount; ++i) {
-    const RowColumn& column = shape.columns.emplace_back(ColumnNamed(names[i]));
+    RowColumn column = ColumnNamed(names[i]);
+    for (const RowColumn& earlier : shape.columns) {
+      if (column.key && earlier.key && *earlier.key == *column.key)
+        column.key_repeated = true;
+    }
     if (column.treatment != Treatment::kAsRead || column.key_bit != 0)
       shape.as_read = false;
+    shape.columns.push_back(std::move(column));
   }
   return shape;
 }

@@ -30,6 +30,9 @@ struct RowColumn {
   std::optional<cf::Key> key;
   Treatment treatment = Treatment::kAsRead;
   unsigned key_bit = 0;
+  // An earlier column of the row has the same key, so storing this one may
+  // replace what that one stored.
+  bool key_repeated = false;
 };
 
 struct RowShape {

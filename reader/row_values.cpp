@@ -22,8 +22,15 @@ std::optional<std::string_view> RowValues::Text(std::string_view key) const {
       return std::nullopt;
     return string->utf8();
   }
-  if (!shape_)
+  const char* text = FindInRow(key);
+  if (text == nullptr)
     return std::nullopt;
+  return text;
+}
+
+const char* RowValues::FindInRow(std::string_view key) const {
+  if (!shape_)
+    return nullptr;
   // The dictionary keeps the last column stored under a key, and stores
   // only what is UTF-8 and not empty.
   for (size_t column = shape_->columns.size(); column-- > 0;) {
@@ -31,20 +38,37 @@ std::optional<std::string_view> RowValues::Text(std::string_view key) const {
     const char* value = values_[column];
     if (!columnKey || value == nullptr || *value == '\0' || columnKey->view() != key)
       continue;
-    const std::string_view text = value;
-    if (cf::IsWellFormedUtf8(text))
-      return text;
+    if (cf::IsWellFormedUtf8(value))
+      return value;
   }
-  return std::nullopt;
+  return nullptr;
 }
 
-cf::Ref<cf::String> RowValues::String(std::string_view key) const {
+void RowValues::Strings(std::span<const std::string_view> keys,
+                        cf::Ref<cf::String>* strings) const {
   if (dictionary_) {
-    cf::Object* value = dictionary_->Get(key);
-    if (value == nullptr || value->type() != cf::TypeID::kString)
-      return nullptr;
-    return cf::Ref<cf::String>(static_cast<cf::String*>(value));
+    for (size_t i = 0; i < keys.size(); ++i) {
+      cf::Object* value = dictionary_->Get(keys[i]);
+      strings[i] = value != nullptr && value->type() == cf::TypeID::kString
+                       ? cf::Ref<cf::String>(static_cast<cf::String*>(value))
+                       : nullptr;
+    }
+    return;
   }
-  const std::optional<std::string_view> text = Text(key);
-  return text ? cf::String::Create(*text) : nullptr;
+  // The texts found go into the run in the keys' order; `strings` holds
+  // nothing yet, so the run is made straight into it and then spread out.
+  std::array<const char*, kMaxKeys> texts;
+  std::array<size_t, kMaxKeys> places;
+  size_t found = 0;
+  for (size_t i = 0; i < keys.size(); ++i) {
+    if (const char* text = FindInRow(keys[i])) {
+      texts[found] = text;
+      places[found++] = i;
+    }
+  }
+  cf::String::CreateRun({texts.data(), found}, strings);
+  for (size_t made = found; made-- > 0;) {
+    if (places[made] != made)
+      strings[places[made]] = std::move(strings[made]);
+  }
 }
