@@ -1,6 +1,7 @@
 #include "sqlite2/format/btree_cursor.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <utility>
 
@@ -15,14 +16,17 @@ uint32_t LoadBigEndian32(const char* bytes) {
   return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
 }
 
+// What an order below means when a key cannot be read.
+constexpr int kUnreadable = INT_MIN;
+
 // Orders a cell's key, of which `prefix` holds the first bytes and
-// `full_size` is the length, against `key`. `prefix` must hold at least
-// min(full_size, key.size()) bytes.
+// `full_size` is the length, against `key`: -1, 0 or 1. `prefix` must
+// hold at least min(full_size, key.size()) bytes.
 int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key) {
   const size_t common = std::min<size_t>(full_size, key.size());
   const int c = common == 0 ? 0 : std::memcmp(prefix.data(), key.data(), common);
   if (c != 0) {
-    return c;
+    return c < 0 ? -1 : 1;
   }
   if (full_size == key.size()) {
     return 0;
@@ -30,23 +34,19 @@ int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key
   return full_size < key.size() ? -1 : 1;
 }
 
-// FindKey() for a 4-byte key, the rowid of every table lookup: the first
-// min(key size, 4) bytes of any cell's key are in the cell itself, and a
-// 4-byte table key compares as a big-endian number.
-size_t FindRowidKey(const BtreePage& page, std::string_view key, bool* equal) {
-  const uint32_t wanted = LoadBigEndian32(key.data());
+// Binary search for the first cell of `page` whose key is not below the
+// one sought, by `order(cell)`: how the cell's key compares with it (-1, 0
+// or 1), or kUnreadable. Sets `*index` to that cell's index and `*equal`
+// to whether its key is the one sought; false when a key is unreadable.
+template <typename Order>
+bool FindCell(const BtreePage& page, const Order& order, size_t* index, bool* equal) {
   size_t low = 0, high = page.cells.size();
   int last = 1;  // how the cell at `high` compares
   while (low < high) {
     const size_t middle = low + (high - low) / 2;
-    const Cell& cell = page.cells[middle];
-    const char* local = reinterpret_cast<const char*>(page.local_payload(cell));
-    int c;
-    if (cell.key_size == kRowidKeySize) {
-      const uint32_t found = LoadBigEndian32(local);
-      c = found < wanted ? -1 : found > wanted ? 1 : 0;
-    } else {
-      c = CompareKey({local, std::min<size_t>(cell.key_size, kRowidKeySize)}, cell.key_size, key);
+    const int c = order(page.cells[middle]);
+    if (c == kUnreadable) {
+      return false;
     }
     if (c < 0) {
       low = middle + 1;
@@ -55,8 +55,9 @@ size_t FindRowidKey(const BtreePage& page, std::string_view key, bool* equal) {
       last = c;
     }
   }
+  *index = low;
   *equal = last == 0 && low < page.cells.size();
-  return low;
+  return true;
 }
 
 }  // namespace
@@ -101,6 +102,11 @@ Status BtreeCursor::Push(PageNumber number, bool is_root) {
 Status BtreeCursor::SeekAtLeast(std::string_view key) {
   Rewind();
   started_ = true;
+  // A 4-byte key, the rowid of every table lookup, compares as a number
+  // with every 4-byte key, which is in its cell; a cell's first 4 bytes
+  // of any key are, too.
+  const bool rowid_key = key.size() == kRowidKeySize;
+  const uint32_t wanted = rowid_key ? LoadBigEndian32(key.data()) : 0;
   PageNumber number = root_;
   for (bool is_root = true;; is_root = false) {
     // A seek only descends, which the depth limit bounds; not recording its
@@ -118,11 +124,26 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
     frame.page = page;
     // Everything left of the found cell is smaller than `key`.
     frame.child_done = true;
-    bool equal;
-    if (key.size() == kRowidKeySize) {
-      frame.index = FindRowidKey(*page, key, &equal);
-    } else if (Status status = FindKey(*page, key, &frame.index, &equal); !status.ok()) {
-      return Fail(std::move(status));
+    bool equal = false;
+    if (rowid_key) {
+      FindCell(
+          *page,
+          [&](const Cell& cell) {
+            const char* local = reinterpret_cast<const char*>(page->local_payload(cell));
+            if (cell.key_size != kRowidKeySize) {
+              return CompareKey({local, std::min(cell.key_size, uint32_t{kRowidKeySize})},
+                                cell.key_size, key);
+            }
+            const uint32_t found = LoadBigEndian32(local);
+            return found < wanted ? -1 : found > wanted ? 1 : 0;
+          },
+          &frame.index, &equal);
+    } else {
+      Status status;
+      const auto order = [&](const Cell& cell) { return OrderKey(*page, cell, key, &status); };
+      if (!FindCell(*page, order, &frame.index, &equal)) {
+        return Fail(std::move(status));
+      }
     }
     if (equal) {
       return Status::Ok();
@@ -135,36 +156,21 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
   }
 }
 
-Status BtreeCursor::FindKey(const BtreePage& page, std::string_view key, size_t* index,
-                            bool* equal) {
-  // Binary search for the first cell whose key is >= `key`.
-  size_t low = 0, high = page.cells.size();
-  int last = 1;  // how the cell at `high` compares
-  while (low < high) {
-    const size_t middle = low + (high - low) / 2;
-    const Cell& cell = page.cells[middle];
-    // The first min(key size, key.size()) bytes of the cell's key, from the
-    // cell or, when they overflow, from its overflow pages.
-    const uint32_t size = static_cast<uint32_t>(std::min<size_t>(cell.key_size, key.size()));
-    std::string_view prefix(reinterpret_cast<const char*>(page.local_payload(cell)), size);
-    if (size > cell.local_payload_size()) {
-      payload_.clear();
-      if (Status status = ReadPayloadPrefix(page, cell, size, &payload_); !status.ok()) {
-        return status;
-      }
-      prefix = payload_;
+int BtreeCursor::OrderKey(const BtreePage& page, const Cell& cell, std::string_view key,
+                          Status* error) {
+  // The first min(key size, key.size()) bytes of the cell's key, from the
+  // cell or, when they overflow, from its overflow pages.
+  const uint32_t size = static_cast<uint32_t>(std::min<size_t>(cell.key_size, key.size()));
+  std::string_view prefix(reinterpret_cast<const char*>(page.local_payload(cell)), size);
+  if (size > cell.local_payload_size()) {
+    payload_.clear();
+    if (Status status = ReadPayloadPrefix(page, cell, size, &payload_); !status.ok()) {
+      *error = std::move(status);
+      return kUnreadable;
     }
-    const int c = CompareKey(prefix, cell.key_size, key);
-    if (c < 0) {
-      low = middle + 1;
-    } else {
-      high = middle;
-      last = c;
-    }
+    prefix = payload_;
   }
-  *index = low;
-  *equal = last == 0 && low < page.cells.size();
-  return Status::Ok();
+  return CompareKey(prefix, cell.key_size, key);
 }
 
 Status BtreeCursor::Next(bool* has_entry) {

@@ -69,10 +69,10 @@ class BtreeCursor {
   // Loads, checks and enters page `number` in a walk; entering it again in
   // the same walk is corrupt.
   Status Push(PageNumber number, bool is_root);
-  // The index of the first cell of `page` whose key is >= `key`, and
-  // whether that key equals `key`; reads overflow pages where the keys
-  // compared need them.
-  Status FindKey(const BtreePage& page, std::string_view key, size_t* index, bool* equal);
+  // How the key of `cell` compares with `key`: -1, 0 or 1, reading overflow
+  // pages where the bytes compared need them; when that fails, INT_MIN
+  // with the failure in `*error`.
+  int OrderKey(const BtreePage& page, const Cell& cell, std::string_view key, Status* error);
   Status LoadEntry(const BtreePage& page, const Cell& cell);
   // Reads payload bytes [0, size) of the cell into `out` after charging the
   // overflow pages that takes to the budget.
