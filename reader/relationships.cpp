@@ -13,11 +13,26 @@ namespace {
 constexpr int kFontChild = 1;
 constexpr int kSetChild = 2;
 
+// The keys of a set's links, made once: every set shares them, so a set
+// finds its link arrays by the key's identity rather than by its text.
+struct LinkKeys {
+  cf::Key fonts{kFontsKey};
+  cf::Key children{kChildrenKey};
+  cf::Key childrenNames{kChildrenNamesKey};
+};
+
+const LinkKeys& Links() {
+  // Never destroyed, like the sets that share them.
+  static const LinkKeys* keys = new LinkKeys;
+  return *keys;
+}
+
 // The array under `key` in `set`, made and stored when there is none yet. A
 // column of the same name read from the database holds text, not an array;
 // the links replace it.
-cf::Array* ArrayInSet(cf::Dictionary* set, std::string_view key) {
-  if (cf::Array* array = set->GetArray(key))
+cf::Array* ArrayInSet(cf::Dictionary* set, const cf::Key& key) {
+  cf::Object* value = set->Get(key);
+  if (cf::Array* array = value != nullptr ? value->AsArray() : nullptr)
     return array;
   cf::Ref<cf::Array> array = cf::Array::Create();
   if (!array)
@@ -49,7 +64,7 @@ void AttachFonts(cf::Dictionary* parent, const cf::String* childID) {
   }
   for (const cf::Ref<cf::Object>& font : *fonts) {
     if (font && font->AsDictionary())
-      AppendOnce(ArrayInSet(parent, kFontsKey), font);
+      AppendOnce(ArrayInSet(parent, Links().fonts), font);
   }
 }
 
@@ -60,12 +75,12 @@ void AttachChildSet(cf::Dictionary* containers, cf::Dictionary* parent, const cf
     return;
   }
   cf::Dictionary* childSet = child->AsDictionary();
-  if (AppendOnce(ArrayInSet(parent, kChildrenKey), child)) {
+  if (AppendOnce(ArrayInSet(parent, Links().children), child)) {
     childSet->Set(kHasParentsKey, cf::Boolean::True());
   }
   cf::Object* childName = childSet->Get(kSetNameKey);
   if (childName != nullptr) {
-    AppendOnce(ArrayInSet(parent, kChildrenNamesKey), cf::Ref<cf::Object>(childName));
+    AppendOnce(ArrayInSet(parent, Links().childrenNames), cf::Ref<cf::Object>(childName));
   }
   if (gLogStuff) {
     hkwprintf("[QB] Parent %@:%@ Child\n", parent->Get(kSetNameKey), childName);
