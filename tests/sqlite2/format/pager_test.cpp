@@ -128,6 +128,26 @@ TEST(PagerTest, ShortFilesAndPartialPages) {
   }
 }
 
+// A decoded page is kept, but an empty one still passes only as a root,
+// whichever way it was asked for first.
+TEST(PagerTest, AnEmptyPageIsAnEmptyTreeOnlyAsARoot) {
+  for (bool root_first : {true, false}) {
+    TestImage image(ByteOrder::kLittleEndian, 2);
+    image.WriteBtreePage(2, 0, {});
+    MemoryPageSource source(image.bytes());
+    Pager pager(&source);
+    ASSERT_TRUE(pager.Refresh().ok());
+    const BtreePage* tree = nullptr;
+    for (bool is_root : {root_first, !root_first, root_first}) {
+      const Status status = pager.GetBtreePage(2, is_root, &tree);
+      EXPECT_EQ(status.rc, is_root ? 0 : 11) << root_first << is_root;
+      if (is_root) {
+        EXPECT_TRUE(tree->cells.empty());
+      }
+    }
+  }
+}
+
 // A database as large as page numbers go, each page but the first stamped
 // with its own number, counting how often each page is read.
 class StampedPageSource : public PageSource {
