@@ -29,24 +29,16 @@ trap cleanup EXIT
 
 step() { printf '\n=== %s\n' "$*"; }
 
-# Waits until the file $1 contains the text $2.
+# Waits until the file $1 contains the text $2 at least $3 times (by
+# default once).
 wait_for() {
+  local times=${3:-1} count
   for _ in $(seq 200); do
-    grep -qF -- "$2" "$1" 2>/dev/null && return 0
+    count=$(grep -cF -- "$2" "$1" 2>/dev/null) || true
+    [ "${count:-0}" -ge "$times" ] && return 0
     sleep 0.1
   done
-  echo "demo: gave up waiting for \"$2\" in $1" >&2
-  cat "$1" >&2 || true
-  return 1
-}
-
-# Waits until the file $1 contains the text $2 at least $3 times.
-wait_for_count() {
-  for _ in $(seq 200); do
-    [ "$(grep -cF -- "$2" "$1" 2>/dev/null)" -ge "$3" ] && return 0
-    sleep 0.1
-  done
-  echo "demo: gave up waiting for \"$2\" $3 times in $1" >&2
+  echo "demo: gave up waiting for \"$2\" ($times times) in $1" >&2
   cat "$1" >&2 || true
   return 1
 }
@@ -135,8 +127,8 @@ echo "Nothing is published yet: the sets are re-read at the next front-applicati
 step "A front-application switch (qbfa switch)"
 log_lines=$(wc -l <"$work/host.log")
 "$qbfa" switch
-wait_for_count "$work/host.log" "qbfa host: front application switched" 1
-wait_for_count "$work/listener.out" "== font sets published ==" $((published + 1))
+wait_for "$work/host.log" "qbfa host: front application switched" 1
+wait_for "$work/listener.out" "== font sets published ==" $((published + 1))
 wait_for_publication
 # The refresh's own lines, without the reader's progress lines in between.
 tail -n +"$((log_lines + 1))" "$work/host.log" |
@@ -148,7 +140,7 @@ sed -n '/^== font sets published ==$/h; /^== font sets published ==$/!H; ${x;p}'
 step "Another switch, with nothing changed since"
 log_lines=$(wc -l <"$work/host.log")
 "$qbfa" switch
-wait_for_count "$work/host.log" "qbfa host: front application switched" 2
+wait_for "$work/host.log" "qbfa host: front application switched" 2
 tail -n +"$((log_lines + 1))" "$work/host.log"
 echo "Publications the listener has received: $(grep -cF "== font sets published ==" \
   "$work/listener.out") (one at start-up, one after the change; the second switch published nothing)."
