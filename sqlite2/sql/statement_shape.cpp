@@ -18,28 +18,10 @@ bool IsParameter(const Token& token) {
   return token.kind == TokenKind::kString && token.text[0] == '\'';
 }
 
-// Only these bytes can start whitespace, a comment or a ';'; looking at
-// the byte first spares a statement's first word its classification.
-bool CanStartSkippable(char c) {
-  switch (c) {
-    case ' ':
-    case '\t':
-    case '\n':
-    case '\f':
-    case '\r':
-    case '-':
-    case '/':
-    case ';':
-      return true;
-    default:
-      return false;
-  }
-}
-
 }  // namespace
 
 size_t StatementStart(std::string_view sql, size_t pos) {
-  while (pos < sql.size() && CanStartSkippable(sql[pos])) {
+  while (pos < sql.size() && CanStartSkippable(static_cast<unsigned char>(sql[pos]))) {
     const Token token = TokenAt(sql, pos);
     if (token.kind != TokenKind::kSpace && token.kind != TokenKind::kComment &&
         token.kind != TokenKind::kSemi) {

@@ -94,6 +94,11 @@ unsigned char At(std::string_view s, size_t pos) {
 
 }  // namespace
 
+bool CanStartSkippable(unsigned char c) {
+  // A whitespace run starts with any of isspace()'s bytes but '\v'.
+  return (IsSpace(c) && c != '\v') || c == '-' || c == '/' || c == ';';
+}
+
 size_t QuotedLength(std::string_view z) {
   const unsigned char quote = At(z, 0);
   size_t i = 1;

@@ -73,6 +73,10 @@ struct Token {
 // The token that starts at `pos` of `sql` (pos < sql.size()).
 Token NextToken(std::string_view sql, size_t pos);
 
+// Whether a token of whitespace, a comment or a ';' may start with `c`;
+// looking at the byte first spares other tokens their classification.
+bool CanStartSkippable(unsigned char c);
+
 // The length of the string token at the start of `z`, which starts with
 // its quote: through the first quote not doubled, else to the end of the
 // input (or a NUL in it).
