@@ -103,8 +103,8 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
   Rewind();
   started_ = true;
   // A 4-byte key, the rowid of every table lookup, compares as a number
-  // with every 4-byte key, which is in its cell; a cell's first 4 bytes
-  // of any key are, too.
+  // with each cell's key head (btree_page.h), so that the search reads the
+  // decoded cells only, never the page.
   const bool rowid_key = key.size() == kRowidKeySize;
   const uint32_t wanted = rowid_key ? LoadBigEndian32(key.data()) : 0;
   PageNumber number = root_;
@@ -126,16 +126,15 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
     frame.child_done = true;
     bool equal = false;
     if (rowid_key) {
+      // The key head orders a cell exactly when the heads differ; when
+      // they agree the shorter key is the smaller.
       FindCell(
           *page,
-          [&](const Cell& cell) {
-            const char* local = reinterpret_cast<const char*>(page->local_payload(cell));
-            if (cell.key_size != kRowidKeySize) {
-              return CompareKey({local, std::min(cell.key_size, uint32_t{kRowidKeySize})},
-                                cell.key_size, key);
+          [wanted](const Cell& cell) {
+            if (cell.key_head != wanted) {
+              return cell.key_head < wanted ? -1 : 1;
             }
-            const uint32_t found = LoadBigEndian32(local);
-            return found < wanted ? -1 : found > wanted ? 1 : 0;
+            return cell.key_size < kRowidKeySize ? -1 : cell.key_size > kRowidKeySize ? 1 : 0;
           },
           &frame.index, &equal);
     } else {

@@ -49,6 +49,10 @@ inline constexpr uint32_t kMinCellSize = 16;
 inline constexpr uint32_t kMaxCellsPerPage = (kPageSize - kPageHeaderSize) / kMinCellSize;
 
 struct Cell {
+  // The key's first 4 bytes, zero-padded when it is shorter, as a
+  // big-endian number, so that numeric order is byte order: a seek for a
+  // 4-byte key (a rowid) orders every cell without reading the page.
+  uint32_t key_head = 0;
   uint16_t offset = 0;  // where the cell starts on its page
   PageNumber left_child = 0;
   uint32_t key_size = 0;

@@ -1,11 +1,17 @@
 #include "sqlite2/format/page_cache.h"
 
+#include <new>
+
 namespace sqlite2::format {
+
+static_assert(alignof(BtreePage) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
+                  sizeof(BtreePage) % alignof(Cell) == 0 && sizeof(Cell) % alignof(BtreePage) == 0,
+              "a view and its cells pack one after another in a block");
 
 PageCache::PageCache() = default;
 PageCache::~PageCache() = default;
 
-PageCache::Entry& PageCache::Make(size_t index) {
+PageCache::Slab& PageCache::Make(size_t index) {
   const size_t table = index >> (kSlabBits + kTableBits);
   if (table >= tables_.size())
     tables_.resize(table + 1);
@@ -14,16 +20,24 @@ PageCache::Entry& PageCache::Make(size_t index) {
   std::unique_ptr<Slab>& slab = (*tables_[table])[(index >> kSlabBits) & kTableMask];
   if (slab == nullptr)
     slab.reset(new Slab);  // default-initialised: the page bytes stay unset
-  return (*slab)[index & kSlabMask];
+  return *slab;
 }
 
-std::span<Cell, kMaxCellsPerPage> PageCache::CellRoom() {
-  if (kCellsPerBlock - cells_used_ < kMaxCellsPerPage) {
-    cell_blocks_.emplace_back(new Cell[kCellsPerBlock]);
-    cells_used_ = 0;
+PageCache::TreeRoom PageCache::NextTreeRoom() {
+  if (kTreeBlockSize - tree_bytes_used_ < kLargestTree) {
+    tree_blocks_.emplace_back(new std::byte[kTreeBlockSize]);
+    tree_bytes_used_ = 0;
   }
-  return std::span<Cell, kMaxCellsPerPage>(cell_blocks_.back().get() + cells_used_,
-                                           kMaxCellsPerPage);
+  std::byte* at = tree_blocks_.back().get() + tree_bytes_used_;
+  return {new (at) BtreePage,
+          std::span<Cell, kMaxCellsPerPage>(reinterpret_cast<Cell*>(at + sizeof(BtreePage)),
+                                            kMaxCellsPerPage)};
+}
+
+const BtreePage* PageCache::KeepTree(PageNumber number, const TreeRoom& room) {
+  tree_bytes_used_ += sizeof(BtreePage) + room.tree->cells.size() * sizeof(Cell);
+  SlabOf(number).trees[SlabIndex(number)] = room.tree;
+  return room.tree;
 }
 
 }  // namespace sqlite2::format

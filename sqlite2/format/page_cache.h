@@ -1,12 +1,17 @@
 // Where a Pager keeps the pages it has read: each page's bytes and, once
-// it has been decoded as a B-tree page, its decoded view beside them.
+// it has been decoded as a B-tree page, its decoded view.
 //
 // Pages live in slabs of consecutive page numbers, found through a
 // two-level table, so that finding a page costs two indexed loads and a
 // statement that touches a few pages of a huge file allocates a few slabs,
-// never a table the size of the file. Nothing is ever evicted: an entry,
-// and the cells its view points at, stay where they are until the cache is
-// destroyed, which lets cursors hold plain pointers into it.
+// never a table the size of the file. Nothing is ever evicted: a page, a
+// view and the cells the view points at stay where they are until the
+// cache is destroyed, which lets cursors hold plain pointers into it.
+//
+// A seek reads a view and its cells on every level and the page bytes
+// only for the entry it ends on, so the views are kept apart from the
+// bytes: each view sits right before its cells, and a slab's pointers to
+// its views come before its pages.
 #ifndef SQLITE2_FORMAT_PAGE_CACHE_H_
 #define SQLITE2_FORMAT_PAGE_CACHE_H_
 
@@ -23,50 +28,66 @@ namespace sqlite2::format {
 
 class PageCache {
  public:
-  struct Entry {
-    Page bytes;  // left unset until `read`, so that a new slab costs no clearing
-    BtreePage tree;
-    bool read = false;
-    bool decoded = false;  // `tree` holds the page decoded and checked
+  static constexpr size_t kSlabBits = 5;  // 32 pages (33 KB) per slab
+  static constexpr size_t kSlabPages = size_t{1} << kSlabBits;
+
+  // Pages 32k+1 to 32k+32.
+  struct Slab {
+    std::array<const BtreePage*, kSlabPages> trees{};  // null until decoded
+    std::array<bool, kSlabPages> read{};
+    alignas(64) std::array<Page, kSlabPages> pages;  // left unset until read
   };
+
+  // Where page `number` is in its slab.
+  static size_t SlabIndex(PageNumber number) { return (number - 1) & kSlabMask; }
 
   PageCache();
   ~PageCache();
   PageCache(const PageCache&) = delete;
   PageCache& operator=(const PageCache&) = delete;
 
-  // The entry of page `number` (>= 1), made unread on first use.
-  Entry& At(PageNumber number) {
-    const size_t index = number - 1;
-    const size_t table = index >> (kSlabBits + kTableBits);
-    if (table < tables_.size() && tables_[table] != nullptr) {
-      Slab* slab = (*tables_[table])[(index >> kSlabBits) & kTableMask].get();
-      if (slab != nullptr)
-        return (*slab)[index & kSlabMask];
-    }
-    return Make(index);
+  // The slab of page `number` (>= 1), made on first use with no page read.
+  Slab& SlabOf(PageNumber number) {
+    Slab* slab = Find(number - 1);
+    return slab != nullptr ? *slab : Make(number - 1);
+  }
+  // The decoded view of page `number` (>= 1), or null when none is kept.
+  const BtreePage* TreeAt(PageNumber number) const {
+    const Slab* slab = Find(number - 1);
+    return slab != nullptr ? slab->trees[SlabIndex(number)] : nullptr;
   }
 
-  // Room for the cells of one page; KeepCells() then keeps the first
-  // `count` of them where they are, and the next CellRoom() starts after.
-  std::span<Cell, kMaxCellsPerPage> CellRoom();
-  void KeepCells(size_t count) { cells_used_ += count; }
+  // Room for one decoded view and its cells. KeepTree() then keeps the
+  // view decoded there, with the cells it spans, as page `number`'s, and
+  // the next room starts after them; a room not kept is handed out again.
+  struct TreeRoom {
+    BtreePage* tree;
+    std::span<Cell, kMaxCellsPerPage> cells;
+  };
+  TreeRoom NextTreeRoom();
+  const BtreePage* KeepTree(PageNumber number, const TreeRoom& room);
 
  private:
-  static constexpr size_t kSlabBits = 5;    // 32 pages (34 KB) per slab
   static constexpr size_t kTableBits = 10;  // 1024 slabs (32 MB of file) per table
-  static constexpr size_t kSlabMask = (size_t{1} << kSlabBits) - 1;
+  static constexpr size_t kSlabMask = kSlabPages - 1;
   static constexpr size_t kTableMask = (size_t{1} << kTableBits) - 1;
-  static constexpr size_t kCellsPerBlock = 512;  // 10 KB, the cells of 8 full pages or more
+  // The views and cells of 10 full pages or more.
+  static constexpr size_t kTreeBlockSize = 16384;
+  static constexpr size_t kLargestTree = sizeof(BtreePage) + kMaxCellsPerPage * sizeof(Cell);
 
-  using Slab = std::array<Entry, size_t{1} << kSlabBits>;
   using SlabTable = std::array<std::unique_ptr<Slab>, size_t{1} << kTableBits>;
 
-  Entry& Make(size_t index);
+  Slab* Find(size_t index) const {
+    const size_t table = index >> (kSlabBits + kTableBits);
+    if (table < tables_.size() && tables_[table] != nullptr)
+      return (*tables_[table])[(index >> kSlabBits) & kTableMask].get();
+    return nullptr;
+  }
+  Slab& Make(size_t index);
 
   std::vector<std::unique_ptr<SlabTable>> tables_;
-  std::vector<std::unique_ptr<Cell[]>> cell_blocks_;
-  size_t cells_used_ = kCellsPerBlock;  // in the last block
+  std::vector<std::unique_ptr<std::byte[]>> tree_blocks_;
+  size_t tree_bytes_used_ = kTreeBlockSize;  // in the last block
 };
 
 }  // namespace sqlite2::format

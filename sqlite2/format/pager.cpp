@@ -35,15 +35,16 @@ Status Pager::GetPage(PageNumber number, const Page** out) {
     *out = &kZeros;
     return Status::Ok();
   }
-  PageCache::Entry& entry = cache_.At(number);
-  if (!entry.read) {
-    Status status = source_->ReadPage(number, &entry.bytes);
+  PageCache::Slab& slab = cache_.SlabOf(number);
+  const size_t index = PageCache::SlabIndex(number);
+  if (!slab.read[index]) {
+    Status status = source_->ReadPage(number, &slab.pages[index]);
     if (!status.ok()) {
       return status;
     }
-    entry.read = true;
+    slab.read[index] = true;
   }
-  *out = &entry.bytes;
+  *out = &slab.pages[index];
   return Status::Ok();
 }
 
@@ -58,26 +59,25 @@ Status Pager::LoadBtreePage(PageNumber number, bool is_root, const BtreePage** o
     *out = &kBlankRoot;
     return Status::Ok();
   }
-  PageCache::Entry& entry = cache_.At(number);
-  if (!entry.decoded) {
+  const BtreePage* tree = cache_.TreeAt(number);
+  if (tree == nullptr) {
     const Page* bytes;
     Status status = GetPage(number, &bytes);
     if (!status.ok()) {
       return status;
     }
-    status =
-        BtreePage::DecodeFrom(*bytes, header_.byte_order, is_root, cache_.CellRoom(), &entry.tree);
+    const PageCache::TreeRoom room = cache_.NextTreeRoom();
+    status = BtreePage::DecodeFrom(*bytes, header_.byte_order, is_root, room.cells, room.tree);
     if (!status.ok()) {
       return status;
     }
-    cache_.KeepCells(entry.tree.cells.size());
-    entry.decoded = true;
+    tree = cache_.KeepTree(number, room);
   }
   // A page without cells passes as a root only.
-  if (!is_root && entry.tree.cells.empty()) {
+  if (!is_root && tree->cells.empty()) {
     return Status::Corrupt();
   }
-  *out = &entry.tree;
+  *out = tree;
   return Status::Ok();
 }
 

@@ -47,9 +47,9 @@ class Pager {
   Status GetBtreePage(PageNumber number, bool is_root, const BtreePage** out) {
     // The pages of a seek are nearly always decoded already.
     if (number != 0 && number <= page_count_) {
-      const PageCache::Entry& entry = cache_.At(number);
-      if (entry.decoded && (is_root || !entry.tree.cells.empty())) {
-        *out = &entry.tree;
+      const BtreePage* tree = cache_.TreeAt(number);
+      if (tree != nullptr && (is_root || !tree->cells.empty())) {
+        *out = tree;
         return Status::Ok();
       }
     }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <string>
@@ -114,6 +115,66 @@ TEST(TableCursorTest, SeekRowidFindsRowsOnEveryLevel) {
       bool found = true;
       ASSERT_TRUE(cursor.SeekRowid(absent, &found).ok());
       EXPECT_FALSE(found) << absent;
+    }
+  }
+}
+
+// A rowid seek orders a 4-byte key against keys of every size in the same
+// pages exactly as bytes do: shorter keys that agree with it on their
+// length come before it, longer ones after.
+TEST(BtreeCursorTest, FourByteSeekOrdersKeysOfEverySize) {
+  using namespace std::string_literals;
+  const std::string kRoot = "\x80\x00\x00\x05"s;
+  const std::vector<std::string> kLeft = {""s,
+                                          "\x00"s,
+                                          "\x7f\xff"s,
+                                          "\x80\x00\x00"s,
+                                          "\x80\x00\x00\x01"s,
+                                          "\x80\x00\x00\x01\x00"s,
+                                          "\x80\x00\x00\x02"s,
+                                          "\x80\x00\x00\x03xyz"s};
+  const std::vector<std::string> kRight = {"\x80\x00\x00\x05\x00"s, "\x80\x00\x00\x06"s,
+                                           "\x80\x01"s, "\xff\xff\xff\xff\xff"s};
+  std::vector<std::string> keys = kLeft;
+  keys.push_back(kRoot);
+  keys.insert(keys.end(), kRight.begin(), kRight.end());
+  ASSERT_TRUE(std::is_sorted(keys.begin(), keys.end()));
+
+  std::vector<std::string> sought = {"\x00\x00\x00\x00"s, "\xff\xff\xff\xff"s, "\x80\x00\x00\x04"s,
+                                     "\x7f\xff\xff\xff"s};
+  for (const std::string& key : keys) {
+    // The key cut or padded with zeros to 4 bytes, and its neighbours.
+    std::string four = (key + "\0\0\0\0"s).substr(0, 4);
+    sought.push_back(four);
+    sought.push_back(EncodeRowidKey(DecodeRowidKey(four.data()) + 1));
+    sought.push_back(EncodeRowidKey(DecodeRowidKey(four.data()) - 1));
+  }
+  const auto cells = [](const std::vector<std::string>& keys) {
+    std::vector<TestCell> cells;
+    for (const std::string& key : keys) {
+      cells.push_back({0, key, "data"});
+    }
+    return cells;
+  };
+  for (ByteOrder order : kBothOrders) {
+    TestImage image(order, 4);
+    image.WriteBtreePage(2, 4, {{3, kRoot, "data"}});
+    image.WriteBtreePage(3, 0, cells(kLeft));
+    image.WriteBtreePage(4, 0, cells(kRight));
+    MemoryPageSource source(image.bytes());
+    Pager pager(&source);
+    ASSERT_TRUE(pager.Refresh().ok());
+    BtreeCursor cursor(&pager, 2);
+    for (const std::string& key : sought) {
+      ASSERT_TRUE(cursor.SeekAtLeast(key).ok());
+      bool has_entry = false;
+      ASSERT_TRUE(cursor.Next(&has_entry).ok());
+      const auto expected = std::lower_bound(keys.begin(), keys.end(), key);
+      ASSERT_EQ(has_entry, expected != keys.end()) << ::testing::PrintToString(key);
+      if (has_entry) {
+        EXPECT_EQ(cursor.key(), *expected) << ::testing::PrintToString(key);
+        EXPECT_EQ(cursor.data(), "data");
+      }
     }
   }
 }
