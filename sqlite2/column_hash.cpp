@@ -28,7 +28,7 @@ std::unique_ptr<ColumnHash> ColumnHash::Build(format::Pager* pager, const TableI
   std::unique_ptr<ColumnHash> hash(new ColumnHash(numeric));
   format::TableCursor rows(pager, table.root);
   format::RecordValues values;
-  for (uint32_t position = 0;; ++position) {
+  for (uint32_t order = 0;; ++order) {
     bool has_row = false;
     Status status = rows.Next(&has_row);
     if (status.ok() && has_row) {
@@ -45,7 +45,8 @@ std::unique_ptr<ColumnHash> ColumnHash::Build(format::Pager* pager, const TableI
     if (!value) {
       continue;  // NULL equals nothing
     }
-    Entry entry{0, position, rows.rowid()};
+    const Position at = rows.position();
+    Entry entry{0, at.page, at.cell, order};
     if (hash->HashOf(*value, &entry.hash)) {
       hash->entries_.push_back(entry);
     } else {
@@ -53,7 +54,7 @@ std::unique_ptr<ColumnHash> ColumnHash::Build(format::Pager* pager, const TableI
     }
   }
   std::sort(hash->entries_.begin(), hash->entries_.end(), [](const Entry& a, const Entry& b) {
-    return a.hash != b.hash ? a.hash < b.hash : a.position < b.position;
+    return a.hash != b.hash ? a.hash < b.hash : a.order < b.order;
   });
   return hash;
 }
@@ -77,7 +78,7 @@ bool ColumnHash::HashOf(std::string_view value, uint64_t* hash) const {
   return true;
 }
 
-bool ColumnHash::Find(std::string_view literal, std::vector<int32_t>* rowids) const {
+bool ColumnHash::Find(std::string_view literal, std::vector<Position>* rows) const {
   uint64_t hash;
   if (!HashOf(literal, &hash)) {
     return false;
@@ -93,11 +94,9 @@ bool ColumnHash::Find(std::string_view literal, std::vector<int32_t>* rowids) co
   const bool with_wildcards = numeric_ && sql::LooksLikeNumber(literal);
   auto wild = with_wildcards ? wildcards_.begin() : wildcards_.end();
   while (it != end || wild != wildcards_.end()) {
-    if (wild == wildcards_.end() || (it != end && it->position < wild->position)) {
-      rowids->push_back((it++)->rowid);
-    } else {
-      rowids->push_back((wild++)->rowid);
-    }
+    const Entry& entry =
+        wild == wildcards_.end() || (it != end && it->order < wild->order) ? *it++ : *wild++;
+    rows->push_back({entry.page, entry.cell});
   }
   return true;
 }

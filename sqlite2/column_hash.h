@@ -13,6 +13,10 @@
 // value - so '-0' equals '0' and '1e0' equals '01' - and anything else by
 // bytes. A hash only narrows the rows down: the caller tests each candidate
 // as a scan would, so colliding hashes cost time, never answers.
+//
+// The scan also notes where each row is, in pages the pager keeps for as
+// long as the lock (pager.h), so a lookup loads its rows without seeking
+// them again.
 #ifndef SQLITE2_COLUMN_HASH_H_
 #define SQLITE2_COLUMN_HASH_H_
 
@@ -24,6 +28,7 @@
 #include <tuple>
 #include <vector>
 
+#include "sqlite2/format/btree_cursor.h"
 #include "sqlite2/format/pager.h"
 #include "sqlite2/schema.h"
 #include "sqlite2/status.h"
@@ -37,18 +42,21 @@ class ColumnHash {
   static std::unique_ptr<ColumnHash> Build(format::Pager* pager, const TableInfo& table,
                                            size_t column, bool numeric);
 
-  // Appends the rowids of the rows whose value may equal `literal`, in scan
+  using Position = format::BtreeCursor::Position;
+
+  // Appends where the rows whose value may equal `literal` are, in scan
   // order. Returns false when the hash cannot narrow the rows down (a
   // number that equals every number) and the caller must scan.
-  bool Find(std::string_view literal, std::vector<int32_t>* rowids) const;
+  bool Find(std::string_view literal, std::vector<Position>* rows) const;
   // Nonzero when the table could not be read to its end.
   const Status& error() const { return error_; }
 
  private:
   struct Entry {
     uint64_t hash;
-    uint32_t position;  // in scan order
-    int32_t rowid;
+    const format::BtreePage* page;  // where the row is
+    uint32_t cell;
+    uint32_t order;  // in the scan
   };
 
   explicit ColumnHash(bool numeric) : numeric_(numeric) {}
@@ -57,8 +65,8 @@ class ColumnHash {
   bool HashOf(std::string_view value, uint64_t* hash) const;
 
   bool numeric_;
-  std::vector<Entry> entries_;    // by hash, then position
-  std::vector<Entry> wildcards_;  // values equal to every number, by position
+  std::vector<Entry> entries_;    // by hash, then order
+  std::vector<Entry> wildcards_;  // values equal to every number, by order
   Status error_;
 };
 

@@ -242,13 +242,12 @@ Status Query::AdvanceHash(bool first, bool* loaded) {
   }
   if (next_candidate_ == candidates_.size())
     return after_candidates_;
-  const int32_t rowid = candidates_[next_candidate_++];
-  if (Status status = rows_->SeekRowid(rowid, loaded); !status.ok())
+  // The hash was built from this same snapshot, whose pager still holds
+  // the pages it points into.
+  if (Status status = rows_->MoveTo(candidates_[next_candidate_++]); !status.ok())
     return status;
-  // The hash was built from this same snapshot.
-  if (!*loaded)
-    return Status::Corrupt();
-  return LoadRow(rowid, rows_->record());
+  *loaded = true;
+  return LoadRow(rows_->rowid(), rows_->record());
 }
 
 Status Query::LoadRow(int32_t rowid, std::string_view record) {

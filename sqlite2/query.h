@@ -87,7 +87,7 @@ class Query {
 
   std::optional<format::TableCursor> rows_;
   std::optional<format::BtreeCursor> index_;
-  std::vector<int32_t> candidates_;  // the rows a hash lookup found
+  std::vector<format::BtreeCursor::Position> candidates_;  // the rows a hash lookup found
   size_t next_candidate_ = 0;
   Status after_candidates_;  // where the hashed scan of the table failed
   bool started_ = false;

@@ -216,6 +216,13 @@ Status BtreeCursor::Next(bool* has_entry) {
   return Status::Ok();
 }
 
+Status BtreeCursor::MoveTo(Position position) {
+  Rewind();
+  started_ = true;
+  Status status = LoadEntry(*position.page, position.page->cells[position.cell]);
+  return status.ok() ? status : Fail(std::move(status));
+}
+
 Status BtreeCursor::ReadPayloadPrefix(const BtreePage& page, const Cell& cell, uint32_t size,
                                       std::string* out) {
   overflow_pages_read_ += OverflowPageCount(size);

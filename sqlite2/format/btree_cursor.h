@@ -42,12 +42,27 @@ class BtreeCursor {
   // the first entry.
   BtreeCursor(Pager* pager, PageNumber root) : pager_(pager), root_(root) {}
 
+  // Where an entry is: a cell of a page the pager keeps, so valid for as
+  // long as the pager.
+  struct Position {
+    const BtreePage* page;
+    uint32_t cell;
+  };
+
   // Positions before the first entry.
   void Rewind();
   // Positions before the first entry whose key is >= `key`.
   Status SeekAtLeast(std::string_view key);
   // Moves to the next entry; `*has_entry` is false at the end.
   Status Next(bool* has_entry);
+  // Where the entry that Next() just yielded is.
+  Position position() const {
+    const Frame& frame = stack_[depth_ - 1];
+    return {frame.page, static_cast<uint32_t>(frame.index - 1)};
+  }
+  // Moves to the entry at `position`, which a walk of this cursor's tree
+  // passed; Next() finds no entry after it.
+  Status MoveTo(Position position);
 
   // For damage the caller finds in the current entry (a key of the wrong
   // shape): the cursor fails from now on as if a page were damaged.

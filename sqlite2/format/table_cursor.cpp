@@ -9,8 +9,18 @@ Status TableCursor::Next(bool* has_row) {
   if (!status.ok() || !*has_row) {
     return status;
   }
+  status = DecodeKey();
+  *has_row = status.ok();
+  return status;
+}
+
+Status TableCursor::MoveTo(BtreeCursor::Position position) {
+  Status status = cursor_.MoveTo(position);
+  return status.ok() ? DecodeKey() : status;
+}
+
+Status TableCursor::DecodeKey() {
   if (cursor_.key().size() != kRowidKeySize) {
-    *has_row = false;
     return cursor_.FailCorrupt();
   }
   rowid_ = DecodeRowidKey(cursor_.key().data());

@@ -23,12 +23,19 @@ class TableCursor {
   // Moves to the row with `rowid`; `*found` says whether it exists. When it
   // does, Next() continues with the rows after it.
   Status SeekRowid(int32_t rowid, bool* found);
+  // Where the row that Next() just yielded is, and back to it, as in
+  // BtreeCursor.
+  BtreeCursor::Position position() const { return cursor_.position(); }
+  Status MoveTo(BtreeCursor::Position position);
 
   // The current row; valid until the cursor moves.
   int32_t rowid() const { return rowid_; }
   std::string_view record() const { return cursor_.data(); }
 
  private:
+  // Takes the rowid from the entry the cursor is on.
+  Status DecodeKey();
+
   BtreeCursor cursor_;
   int32_t rowid_ = 0;
 };

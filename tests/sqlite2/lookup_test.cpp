@@ -179,5 +179,39 @@ TEST(HashedLookup, AnswersWhatAScanAnswers) {
   sqlite_close(db);
 }
 
+// Rows answered from a hash are loaded from where the hash's scan found
+// them, which in a tree several levels deep is any cell of any page: the
+// first or last on a leaf, on an interior page, or spilling onto overflow
+// pages. Each comes back as a scan gives it.
+TEST(HashedLookup, LoadsRowsFromEveryPlaceInTheTree) {
+  writer::testing::ScratchDir dir;
+  const std::string path = dir.File("deep.db");
+  writer::Database file;
+  ASSERT_TRUE(file.CreateTable("CREATE TABLE t(id TEXT, body TEXT)").ok());
+  constexpr int kRows = 600;
+  constexpr int kIds = 37;
+  for (int i = 0; i < kRows; ++i) {
+    // Every 50th row overflows; the rest fill about five rows to a page.
+    const size_t size = i % 50 == 7 ? 3000 : 150;
+    std::string body = std::to_string(i);
+    body.resize(size, static_cast<char>('a' + i % 26));
+    ASSERT_TRUE(file.Insert("t", {std::to_string(i % kIds), body}).ok());
+  }
+  ASSERT_TRUE(file.WriteFile(path).ok());
+  sqlite* db = sqlite_open(path.c_str(), 0, nullptr);
+  ASSERT_NE(db, nullptr);
+  for (int id = 0; id <= kIds; ++id) {
+    const std::string value = std::to_string(id);
+    const char* query = "SELECT rowid, id, body FROM t WHERE id = '%q';";
+    const Answer scanned = Lookup(db, query, value.c_str());
+    Answer hashed;
+    Nested(db, [&] { hashed = Lookup(db, query, value.c_str()); });
+    EXPECT_EQ(hashed.rows, scanned.rows) << id;
+    EXPECT_EQ(hashed.rc, SQLITE_OK);
+    EXPECT_EQ(scanned.rows.size(), id < kIds ? (kRows - id + kIds - 1) / kIds : 0u) << id;
+  }
+  sqlite_close(db);
+}
+
 }  // namespace
 }  // namespace sqlite2::testing
