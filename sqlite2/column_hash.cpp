@@ -1,6 +1,7 @@
 #include "sqlite2/column_hash.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -56,7 +57,22 @@ std::unique_ptr<ColumnHash> ColumnHash::Build(format::Pager* pager, const TableI
   std::sort(hash->entries_.begin(), hash->entries_.end(), [](const Entry& a, const Entry& b) {
     return a.hash != b.hash ? a.hash < b.hash : a.order < b.order;
   });
+  hash->MakeBuckets();
   return hash;
+}
+
+void ColumnHash::MakeBuckets() {
+  // About one bucket per entry, and at least two.
+  const int bits = std::bit_width(entries_.size() | 1);
+  bucket_shift_ = 64 - bits;
+  buckets_.resize((size_t{1} << bits) + 1);
+  size_t next = 0;
+  for (size_t bucket = 0; bucket < buckets_.size(); ++bucket) {
+    while (next < entries_.size() && (entries_[next].hash >> bucket_shift_) < bucket) {
+      ++next;
+    }
+    buckets_[bucket] = static_cast<uint32_t>(next);
+  }
 }
 
 bool ColumnHash::HashOf(std::string_view value, uint64_t* hash) const {
@@ -84,7 +100,9 @@ bool ColumnHash::Find(std::string_view literal, std::vector<Position>* rows) con
     return false;
   }
   const auto by_hash = [](const Entry& entry, uint64_t h) { return entry.hash < h; };
-  auto it = std::lower_bound(entries_.begin(), entries_.end(), hash, by_hash);
+  const size_t bucket = hash >> bucket_shift_;
+  auto it = std::lower_bound(entries_.begin() + buckets_[bucket],
+                             entries_.begin() + buckets_[bucket + 1], hash, by_hash);
   auto end = it;
   while (end != entries_.end() && end->hash == hash) {
     ++end;

@@ -64,8 +64,16 @@ class ColumnHash {
   // equals every number (NaN, which compares neither below nor above).
   bool HashOf(std::string_view value, uint64_t* hash) const;
 
+  // Entries whose hash starts with the top bits b are entries_[buckets_[b]]
+  // up to entries_[buckets_[b + 1]]: a lookup searches only those few,
+  // rather than the whole table's entries, whose probes would each miss
+  // the cache.
+  void MakeBuckets();
+
   bool numeric_;
-  std::vector<Entry> entries_;    // by hash, then order
+  std::vector<Entry> entries_;  // by hash, then order
+  std::vector<uint32_t> buckets_;
+  int bucket_shift_ = 0;          // a hash's top bits are hash >> bucket_shift_
   std::vector<Entry> wildcards_;  // values equal to every number, by order
   Status error_;
 };
