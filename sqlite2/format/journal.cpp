@@ -197,13 +197,29 @@ Status JournalOverlay::CountPages(uint32_t* count) {
 
 Status JournalOverlay::ReadPage(PageNumber number, Page* out) {
   auto it = records_.find(number);
-  if (it == records_.end()) {
-    return file_->ReadPage(number, out);
+  return it == records_.end() ? file_->ReadPage(number, out) : ReadRecord(it->second, out);
+}
+
+Status JournalOverlay::ReadPages(PageNumber first, size_t count, Page* out) {
+  if (Status status = file_->ReadPages(first, count, out); !status.ok()) {
+    return status;
   }
+  for (size_t i = 0; i < count; ++i) {
+    auto it = records_.find(static_cast<PageNumber>(first + i));
+    if (it != records_.end()) {
+      if (Status status = ReadRecord(it->second, &out[i]); !status.ok()) {
+        return status;
+      }
+    }
+  }
+  return Status::Ok();
+}
+
+Status JournalOverlay::ReadRecord(off_t offset, Page* out) {
   size_t done = 0;
   while (done < kPageSize) {
     const ssize_t n =
-        ::pread(fd_, out->data() + done, kPageSize - done, it->second + static_cast<off_t>(done));
+        ::pread(fd_, out->data() + done, kPageSize - done, offset + static_cast<off_t>(done));
     if (n < 0 && errno == EINTR) {
       continue;
     }

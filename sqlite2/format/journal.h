@@ -68,6 +68,8 @@ class JournalOverlay : public PageSource {
   // The original size.
   Status CountPages(uint32_t* count) override;
   Status ReadPage(PageNumber number, Page* out) override;
+  // The file's pages in one read, with the journal's put back over them.
+  Status ReadPages(PageNumber first, size_t count, Page* out) override;
 
   // Pages whose original contents the journal supplies.
   size_t restored_page_count() const { return records_.size(); }
@@ -76,6 +78,8 @@ class JournalOverlay : public PageSource {
   JournalOverlay(int fd, PageSource* file) : fd_(fd), file_(file) {}
   // Reads the header and records; `*hot` says whether they roll anything back.
   Status Load(off_t journal_size, bool* hot);
+  // Reads the original bytes of a page from the journal at `offset`.
+  Status ReadRecord(off_t offset, Page* out);
 
   int fd_;
   PageSource* file_;

@@ -41,12 +41,27 @@ Status FilePageSource::CountPages(uint32_t* count) {
   return Status::Ok();
 }
 
+Status PageSource::ReadPages(PageNumber first, size_t count, Page* out) {
+  for (size_t i = 0; i < count; ++i) {
+    if (Status status = ReadPage(static_cast<PageNumber>(first + i), &out[i]); !status.ok()) {
+      return status;
+    }
+  }
+  return Status::Ok();
+}
+
 Status FilePageSource::ReadPage(PageNumber number, Page* out) {
-  const off_t start = static_cast<off_t>(number - 1) * static_cast<off_t>(kPageSize);
+  return ReadPages(number, 1, out);
+}
+
+Status FilePageSource::ReadPages(PageNumber first, size_t count, Page* out) {
+  static_assert(sizeof(Page) == kPageSize, "pages in an array are consecutive bytes");
+  auto* bytes = reinterpret_cast<uint8_t*>(out);
+  const size_t size = count * kPageSize;
+  const off_t start = static_cast<off_t>(first - 1) * static_cast<off_t>(kPageSize);
   size_t done = 0;
-  while (done < kPageSize) {
-    const ssize_t n =
-        ::pread(fd_, out->data() + done, kPageSize - done, start + static_cast<off_t>(done));
+  while (done < size) {
+    const ssize_t n = ::pread(fd_, bytes + done, size - done, start + static_cast<off_t>(done));
     if (n < 0 && errno == EINTR) {
       continue;
     }
@@ -58,7 +73,7 @@ Status FilePageSource::ReadPage(PageNumber number, Page* out) {
     }
     done += static_cast<size_t>(n);
   }
-  std::memset(out->data() + done, 0, kPageSize - done);
+  std::memset(bytes + done, 0, size - done);
   return Status::Ok();
 }
 

@@ -21,6 +21,10 @@ class PageSource {
   // Reads page `number` (>= 1) into `out`. A page beyond the end, or the
   // missing tail of a partial last page, reads as zero bytes.
   virtual Status ReadPage(PageNumber number, Page* out) = 0;
+  // Reads the `count` pages from `first` on into `out[0]` to
+  // `out[count - 1]`, each as ReadPage() would; a failure may leave any of
+  // them written. Unless a source knows better, one page after another.
+  virtual Status ReadPages(PageNumber first, size_t count, Page* out);
 };
 
 // The database file itself, opened read-only: nothing here ever creates,
@@ -36,6 +40,8 @@ class FilePageSource : public PageSource {
 
   Status CountPages(uint32_t* count) override;
   Status ReadPage(PageNumber number, Page* out) override;
+  // One read for all of them: consecutive pages are consecutive bytes.
+  Status ReadPages(PageNumber first, size_t count, Page* out) override;
 
   // The open descriptor, for taking file locks on it. Closing any other
   // descriptor of the same file would drop this process's locks.

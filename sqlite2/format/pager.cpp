@@ -1,5 +1,7 @@
 #include "sqlite2/format/pager.h"
 
+#include <algorithm>
+
 namespace sqlite2::format {
 namespace {
 
@@ -38,13 +40,35 @@ Status Pager::GetPage(PageNumber number, const Page** out) {
   PageCache::Slab& slab = cache_.SlabOf(number);
   const size_t index = PageCache::SlabIndex(number);
   if (!slab.read[index]) {
-    Status status = source_->ReadPage(number, &slab.pages[index]);
+    Status status = ReadInto(slab, number);
     if (!status.ok()) {
       return status;
     }
-    slab.read[index] = true;
   }
   *out = &slab.pages[index];
+  return Status::Ok();
+}
+
+Status Pager::ReadInto(PageCache::Slab& slab, PageNumber number) {
+  const size_t index = PageCache::SlabIndex(number);
+  // The first page wanted from a slab brings the slab's other pages in the
+  // file along in the same read: a walk of a tree goes on to its
+  // neighbours, and one read costs about what one page's does.
+  if (std::none_of(slab.read.begin(), slab.read.end(), [](bool read) { return read; })) {
+    const PageNumber first = static_cast<PageNumber>(number - index);
+    const size_t count = std::min<size_t>(PageCache::kSlabPages, page_count_ - first + size_t{1});
+    if (source_->ReadPages(first, count, slab.pages.data()).ok()) {
+      std::fill_n(slab.read.begin(), count, true);
+      return Status::Ok();
+    }
+  }
+  // Page by page once that has failed, so that a page that cannot be read
+  // fails only itself.
+  Status status = source_->ReadPage(number, &slab.pages[index]);
+  if (!status.ok()) {
+    return status;
+  }
+  slab.read[index] = true;
   return Status::Ok();
 }
 

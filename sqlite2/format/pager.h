@@ -58,6 +58,8 @@ class Pager {
 
  private:
   Status LoadBtreePage(PageNumber number, bool is_root, const BtreePage** out);
+  // Reads page `number` (<= page_count_) into its slab.
+  Status ReadInto(PageCache::Slab& slab, PageNumber number);
 
   PageSource* source_;
   uint32_t page_count_ = 0;

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "tests/sqlite2/format/test_image.h"
@@ -208,6 +211,115 @@ TEST(PagerTest, EveryPageIsReadOnceAndStaysWhereItWasHandedOut) {
     EXPECT_EQ(stamp, number);
     EXPECT_EQ((*page)[kPageSize - 1], 0xee) << number;
     EXPECT_EQ(source.reads[number], 1) << number;
+  }
+}
+
+// A file of `page_count` pages, each but the first stamped all over with
+// its own number, and `tail` bytes of a partial page after them.
+TestImage StampedFile(uint32_t page_count, size_t tail) {
+  TestImage image(ByteOrder::kLittleEndian, page_count);
+  for (PageNumber number = 2; number <= page_count; ++number) {
+    std::memset(image.page(number), static_cast<int>(number), kPageSize);
+  }
+  image.bytes().append(tail, 'x');
+  return image;
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+// Pages come from the file a slab at a time, up to its last whole page;
+// whatever slab a page falls in, and whichever page of it is wanted first,
+// each reads as it is in the file, and pages past the end as zeros.
+TEST(FilePageSourceTest, PagesReadAsTheFileHoldsThem) {
+  const std::string path = ::testing::TempDir() + "stamped.db";
+  const struct {
+    uint32_t pages;
+    size_t tail;
+    PageNumber first_wanted;
+  } kCases[] = {
+      {1, 0, 1},    {2, 0, 2},   {31, 0, 31},    {32, 0, 1},  {33, 0, 33},
+      {33, 500, 2}, {64, 0, 40}, {69, 1023, 69}, {69, 5, 34},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(::testing::Message() << c.pages << " pages, " << c.tail << " bytes more");
+    TestImage image = StampedFile(c.pages, c.tail);
+    WriteFile(path, image.bytes());
+    std::unique_ptr<FilePageSource> source;
+    ASSERT_TRUE(FilePageSource::Open(path, &source).ok());
+    Pager pager(source.get());
+    ASSERT_TRUE(pager.Refresh().ok());
+    ASSERT_EQ(pager.page_count(), c.pages);
+    const Page* page;
+    ASSERT_TRUE(pager.GetPage(c.first_wanted, &page).ok());
+    for (PageNumber number = 1; number <= c.pages + 40; ++number) {
+      ASSERT_TRUE(pager.GetPage(number, &page).ok()) << number;
+      if (number <= c.pages) {
+        EXPECT_EQ(std::memcmp(page->data(), image.page(number), kPageSize), 0) << number;
+      } else {
+        EXPECT_EQ(*page, Page{}) << number;
+      }
+    }
+  }
+  std::remove(path.c_str());
+}
+
+// A file cut short after its pages were counted: the pages it no longer
+// holds, whole or in part, read as zeros, also inside a slab.
+TEST(FilePageSourceTest, PagesCutOffAfterTheCountReadAsZeros) {
+  const std::string path = ::testing::TempDir() + "cut.db";
+  TestImage image = StampedFile(40, 0);
+  WriteFile(path, image.bytes());
+  std::unique_ptr<FilePageSource> source;
+  ASSERT_TRUE(FilePageSource::Open(path, &source).ok());
+  Pager pager(source.get());
+  ASSERT_TRUE(pager.Refresh().ok());
+  constexpr size_t kKept = 35 * kPageSize + 100;
+  ASSERT_EQ(::truncate(path.c_str(), kKept), 0);
+  std::string expected = image.bytes().substr(0, kKept);
+  expected.resize(40 * kPageSize, '\0');
+  for (PageNumber number : {37, 33, 35, 36, 40}) {
+    const Page* page;
+    ASSERT_TRUE(pager.GetPage(number, &page).ok()) << number;
+    EXPECT_EQ(std::memcmp(page->data(), &expected[(number - 1) * kPageSize], kPageSize), 0)
+        << number;
+  }
+  std::remove(path.c_str());
+}
+
+// A source one of whose pages cannot be read.
+class FailingPageSource : public MemoryPageSource {
+ public:
+  FailingPageSource(std::string bytes, PageNumber bad) : MemoryPageSource(bytes), bad_(bad) {}
+  Status ReadPage(PageNumber number, Page* out) override {
+    return number == bad_ ? Status::IoError() : MemoryPageSource::ReadPage(number, out);
+  }
+
+ private:
+  PageNumber bad_;
+};
+
+// A page that cannot be read fails itself every time it is wanted, and
+// none of the pages read along with it.
+TEST(PagerTest, AnUnreadablePageFailsOnlyItself) {
+  TestImage image = StampedFile(70, 0);
+  for (PageNumber bad : {2, 33, 40, 64, 70}) {
+    for (PageNumber first : {bad, bad - 1, PageNumber{70}}) {
+      FailingPageSource source(image.bytes(), bad);
+      Pager pager(&source);
+      ASSERT_TRUE(pager.Refresh().ok());
+      const Page* page;
+      for (PageNumber number : {first, bad, PageNumber{1}, bad + 1, bad - 1, bad}) {
+        const Status status = pager.GetPage(number, &page);
+        if (number == bad) {
+          EXPECT_EQ(status.message(), "disk I/O error") << bad << " " << number;
+        } else if (number <= 70) {
+          ASSERT_TRUE(status.ok()) << bad << " " << number;
+          EXPECT_EQ(std::memcmp(page->data(), image.page(number), kPageSize), 0) << number;
+        }
+      }
+    }
   }
 }
 
