@@ -100,6 +100,21 @@ Status BtreeCursor::Push(PageNumber number, bool is_root) {
 }
 
 Status BtreeCursor::SeekAtLeast(std::string_view key) {
+  bool equal;
+  return Descend(key, &equal);
+}
+
+Status BtreeCursor::SeekAtLeast(std::string_view key, bool* found) {
+  Status status = Descend(key, found);
+  if (!status.ok() || !*found) {
+    return status;
+  }
+  // The descent stopped at the entry, which Next() yields first.
+  return Next(found);
+}
+
+Status BtreeCursor::Descend(std::string_view key, bool* equal) {
+  *equal = false;
   Rewind();
   started_ = true;
   // A 4-byte key, the rowid of every table lookup, compares as a number
@@ -124,7 +139,6 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
     frame.page = page;
     // Everything left of the found cell is smaller than `key`.
     frame.child_done = true;
-    bool equal = false;
     if (rowid_key) {
       // The key head orders a cell exactly when the heads differ; when
       // they agree the shorter key is the smaller.
@@ -136,15 +150,15 @@ Status BtreeCursor::SeekAtLeast(std::string_view key) {
             }
             return cell.key_size < kRowidKeySize ? -1 : cell.key_size > kRowidKeySize ? 1 : 0;
           },
-          &frame.index, &equal);
+          &frame.index, equal);
     } else {
       Status status;
       const auto order = [&](const Cell& cell) { return OrderKey(*page, cell, key, &status); };
-      if (!FindCell(*page, order, &frame.index, &equal)) {
+      if (!FindCell(*page, order, &frame.index, equal)) {
         return Fail(std::move(status));
       }
     }
-    if (equal) {
+    if (*equal) {
       return Status::Ok();
     }
     number =

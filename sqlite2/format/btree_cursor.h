@@ -53,6 +53,9 @@ class BtreeCursor {
   void Rewind();
   // Positions before the first entry whose key is >= `key`.
   Status SeekAtLeast(std::string_view key);
+  // The same, except that an entry whose key equals `key` is moved onto at
+  // once, as Next() would, and `*found` says whether there is one.
+  Status SeekAtLeast(std::string_view key, bool* found);
   // Moves to the next entry; `*has_entry` is false at the end.
   Status Next(bool* has_entry);
   // Where the entry that Next() just yielded is.
@@ -81,6 +84,9 @@ class BtreeCursor {
   };
 
   Status Fail(Status status);
+  // Positions before the first entry whose key is >= `key`, stopping at
+  // the first page that holds `key` itself, where `*equal` is then set.
+  Status Descend(std::string_view key, bool* equal);
   // Loads, checks and enters page `number` in a walk; entering it again in
   // the same walk is corrupt.
   Status Push(PageNumber number, bool is_root);

@@ -28,17 +28,17 @@ Status TableCursor::DecodeKey() {
 }
 
 Status TableCursor::SeekRowid(int32_t rowid, bool* found) {
-  *found = false;
   char key[kRowidKeySize];
   EncodeRowidKey(rowid, key);
-  Status status = cursor_.SeekAtLeast({key, kRowidKeySize});
-  if (!status.ok()) {
+  Status status = cursor_.SeekAtLeast({key, kRowidKeySize}, found);
+  if (!status.ok() || *found) {
+    rowid_ = rowid;
     return status;
   }
+  // A rowid that is not there still reads the row after where it would
+  // be, as a walk from there would, so that damage there fails the seek.
   bool has_row;
-  status = Next(&has_row);
-  *found = status.ok() && has_row && rowid_ == rowid;
-  return status;
+  return Next(&has_row);
 }
 
 }  // namespace sqlite2::format
