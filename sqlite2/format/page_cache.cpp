@@ -11,18 +11,6 @@ static_assert(alignof(BtreePage) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
 PageCache::PageCache() = default;
 PageCache::~PageCache() = default;
 
-PageCache::Slab& PageCache::Make(size_t index) {
-  const size_t table = index >> (kSlabBits + kTableBits);
-  if (table >= tables_.size())
-    tables_.resize(table + 1);
-  if (tables_[table] == nullptr)
-    tables_[table] = std::make_unique<SlabTable>();
-  std::unique_ptr<Slab>& slab = (*tables_[table])[(index >> kSlabBits) & kTableMask];
-  if (slab == nullptr)
-    slab.reset(new Slab);  // default-initialised: the page bytes stay unset
-  return *slab;
-}
-
 PageCache::TreeRoom PageCache::NextTreeRoom() {
   if (kTreeBlockSize - tree_bytes_used_ < kLargestTree) {
     tree_blocks_.emplace_back(new std::byte[kTreeBlockSize]);
@@ -36,7 +24,7 @@ PageCache::TreeRoom PageCache::NextTreeRoom() {
 
 const BtreePage* PageCache::KeepTree(PageNumber number, const TreeRoom& room) {
   tree_bytes_used_ += sizeof(BtreePage) + room.tree->cells.size() * sizeof(Cell);
-  SlabOf(number).trees[SlabIndex(number)] = room.tree;
+  trees_.Make(number - 1).trees[(number - 1) & kTreeChunkMask] = room.tree;
   return room.tree;
 }
 
