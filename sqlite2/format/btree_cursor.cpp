@@ -64,11 +64,7 @@ bool FindCell(const BtreePage& page, const Order& order, size_t* index, bool* eq
 
 void BtreeCursor::Rewind() {
   depth_ = 0;
-  // A seek never fills the set, and clearing even an empty one costs a
-  // lookup more than the test.
-  if (!visited_.empty()) {
-    visited_.clear();
-  }
+  visited_.Clear();
   started_ = false;
   if (!error_.ok()) {
     error_ = Status::Ok();
@@ -87,7 +83,7 @@ Status BtreeCursor::Push(PageNumber number, bool is_root) {
     return Status::Corrupt();
   }
   // A page reached twice means a pointer cycle or a shared subtree.
-  if (!visited_.insert(number).second) {
+  if (!visited_.Insert(number)) {
     return Status::Corrupt();
   }
   const BtreePage* page;

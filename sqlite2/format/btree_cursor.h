@@ -21,9 +21,9 @@
 #include <array>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 
 #include "sqlite2/format/btree_page.h"
+#include "sqlite2/format/page_set.h"
 #include "sqlite2/format/pager.h"
 #include "sqlite2/status.h"
 
@@ -104,7 +104,7 @@ class BtreeCursor {
   PageNumber root_;
   std::array<Frame, kMaxDepth> stack_;
   size_t depth_ = 0;  // frames in use
-  std::unordered_set<PageNumber> visited_;
+  PageSet visited_;
   bool started_ = false;
   Status error_;
   std::string_view key_;
