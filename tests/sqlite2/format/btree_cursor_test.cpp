@@ -144,10 +144,14 @@ TEST(BtreeCursorTest, FourByteSeekOrdersKeysOfEverySize) {
                                      "\x7f\xff\xff\xff"s};
   for (const std::string& key : keys) {
     // The key cut or padded with zeros to 4 bytes, and its neighbours.
-    std::string four = (key + "\0\0\0\0"s).substr(0, 4);
-    sought.push_back(four);
-    sought.push_back(EncodeRowidKey(DecodeRowidKey(four.data()) + 1));
-    sought.push_back(EncodeRowidKey(DecodeRowidKey(four.data()) - 1));
+    const std::string padded = key + "\0\0\0\0"s;
+    const auto* b = reinterpret_cast<const unsigned char*>(padded.data());
+    const uint32_t head =
+        uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | uint32_t{b[3]};
+    for (uint32_t near : {head, head + 1, head - 1}) {
+      sought.push_back({static_cast<char>(near >> 24), static_cast<char>(near >> 16),
+                        static_cast<char>(near >> 8), static_cast<char>(near)});
+    }
   }
   const auto cells = [](const std::vector<std::string>& keys) {
     std::vector<TestCell> cells;
