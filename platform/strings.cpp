@@ -61,7 +61,10 @@ CFComparisonResult CFStringCompare(const cf::String& a, const cf::String& b,
 }
 
 int CFStringGetIntValue(const cf::String& text) {
-  std::string_view utf8 = text.utf8();
+  return cf::IntValue(text.utf8());
+}
+
+int cf::IntValue(std::string_view utf8) {
   size_t position = 0;
   while (position < utf8.size()) {
     size_t next = position;

@@ -89,6 +89,19 @@ inline bool IsWellFormedUtf8(std::string_view text) {
   return true;
 }
 
+// The length of well-formed UTF-8 text in UTF-16 units, as the platform's
+// strings count it.
+inline size_t Utf16Length(std::string_view utf8) {
+  size_t units = 0;
+  for (unsigned char byte : utf8) {
+    if ((byte & 0xC0) != 0x80)
+      ++units;  // Each code point starts one unit...
+    if (byte >= 0xF0)
+      ++units;  // ...and those past U+FFFF take a surrogate pair.
+  }
+  return units;
+}
+
 // The code point at `*position`, advancing past it. Meant for text that
 // cf::String has checked; a dictionary key may not have been, so a broken
 // sequence yields U+FFFD for its first byte rather than reading past the end.

@@ -362,14 +362,7 @@ uint64_t Mix(uint64_t hash) {
 }  // namespace
 
 size_t String::length() const {
-  size_t units = 0;
-  for (unsigned char byte : utf8()) {
-    if ((byte & 0xC0) != 0x80)
-      ++units;  // Each code point starts one unit...
-    if (byte >= 0xF0)
-      ++units;  // ...and those past U+FFFF take a surrogate pair.
-  }
-  return units;
+  return Utf16Length(utf8());
 }
 
 // Boolean
@@ -428,6 +421,10 @@ bool Array::ContainsValue(const Object* value) const {
       return true;
   }
   return false;
+}
+
+void Array::RemoveAll() {
+  items_.clear();
 }
 
 void Array::ForEachChild(void (*visit)(Object*, void*), void* context) {

@@ -43,32 +43,3 @@ const char* RowValues::FindInRow(std::string_view key) const {
   }
   return nullptr;
 }
-
-void RowValues::Strings(std::span<const std::string_view> keys,
-                        cf::Ref<cf::String>* strings) const {
-  if (dictionary_) {
-    for (size_t i = 0; i < keys.size(); ++i) {
-      cf::Object* value = dictionary_->Get(keys[i]);
-      strings[i] = value != nullptr && value->type() == cf::TypeID::kString
-                       ? cf::Ref<cf::String>(static_cast<cf::String*>(value))
-                       : nullptr;
-    }
-    return;
-  }
-  // The texts found go into the run in the keys' order; `strings` holds
-  // nothing yet, so the run is made straight into it and then spread out.
-  std::array<const char*, kMaxKeys> texts;
-  std::array<size_t, kMaxKeys> places;
-  size_t found = 0;
-  for (size_t i = 0; i < keys.size(); ++i) {
-    if (const char* text = FindInRow(keys[i])) {
-      texts[found] = text;
-      places[found++] = i;
-    }
-  }
-  cf::String::CreateRun({texts.data(), found}, strings);
-  for (size_t made = found; made-- > 0;) {
-    if (places[made] != made)
-      strings[places[made]] = std::move(strings[made]);
-  }
-}

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/description.h"
 #include "reader/font_lookup.h"
 #include "reader/records.h"
 #include "reader/relationships.h"
@@ -13,6 +14,7 @@
 #include "state.h"
 #include "tests/core/plugin_test_support.h"
 #include "tests/reader/fake_sqlite.h"
+#include "tests/reader/row.h"
 #include "watch/watcher.h"
 
 // The connect's watcher start is replaced in every test; this only links.
@@ -160,6 +162,15 @@ TEST_F(Statements, FontIdBufferHasNoByteToSpareForTheNul) {
     QBFA_CreateArrayForFontsWithID(cf::String::Create(c.id).get());
     EXPECT_EQ(fake_sqlite::Statements(), std::vector<std::string>{FontsWithID(c.looked_up)})
         << c.id;
+    // A link row's id, which is looked up from the row's text, alike.
+    fake_sqlite::Reset();
+    fake_sqlite::SetAnswer(kSets, Answer{{SetRow("1", "Root")}});
+    fake_sqlite::SetAnswer(kRel, Answer{{RelRow("1", "1", c.id)}});
+    QBFA_CopyFontSets();
+    db = fake_sqlite::Handle();
+    EXPECT_EQ(fake_sqlite::Statements(),
+              (std::vector<std::string>{kSets, kRel, FontsWithID(c.looked_up)}))
+        << c.id << " in a link";
   }
 }
 
@@ -180,7 +191,16 @@ TEST_F(Statements, SeveralFontsForOneLinkAreAllKeptOnceAndLogged) {
   EXPECT_EQ(fonts->at(0)->AsDictionary()->GetString(kQBFontInfoPostScriptName)->utf8(), "Regular");
   EXPECT_EQ(fonts->at(1)->AsDictionary()->GetString(kQBFontInfoPostScriptName)->utf8(), "Italic");
   const std::string text = log.Take();
-  const std::string multiple = "[QB] This font child id 10 has multiple (3) items.";
+  // The line shows the rows found for that one link, as they were made.
+  cf::Ref<cf::Array> found = cf::Array::Create();
+  for (const char* name : {"Regular", "Italic", "Regular"}) {
+    qbfa_test::Row row{
+        {"id", "10"}, {"font_displayName", name}, {"font_type", "(OTF)"}, {"font_path", "/f.otf"}};
+    found->Append(QBFA_CopyDictFromRow(row.count(), row.values(), row.names()));
+  }
+  const std::string multiple =
+      "[QB] This font child id 10 has multiple (3) items. How bizarre, but not unexpected. " +
+      cf::Describe(found.get()) + ".\n";
   size_t first = text.find(multiple);
   ASSERT_NE(first, std::string::npos) << text;
   EXPECT_NE(text.find(multiple, first + 1), std::string::npos) << "once per link";
