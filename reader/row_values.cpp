@@ -22,15 +22,12 @@ std::optional<std::string_view> RowValues::Text(std::string_view key) const {
       return std::nullopt;
     return string->utf8();
   }
-  const char* text = FindInRow(key);
-  if (text == nullptr)
-    return std::nullopt;
-  return text;
+  return FindInRow(key);
 }
 
-const char* RowValues::FindInRow(std::string_view key) const {
+std::optional<std::string_view> RowValues::FindInRow(std::string_view key) const {
   if (!shape_)
-    return nullptr;
+    return std::nullopt;
   // The dictionary keeps the last column stored under a key, and stores
   // only what is UTF-8 and not empty.
   for (size_t column = shape_->columns.size(); column-- > 0;) {
@@ -38,8 +35,9 @@ const char* RowValues::FindInRow(std::string_view key) const {
     const char* value = values_[column];
     if (!columnKey || value == nullptr || *value == '\0' || columnKey->view() != key)
       continue;
-    if (cf::IsWellFormedUtf8(value))
-      return value;
+    const std::string_view text = value;
+    if (cf::IsWellFormedUtf8(text))
+      return text;
   }
-  return nullptr;
+  return std::nullopt;
 }

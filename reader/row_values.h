@@ -25,8 +25,8 @@ class RowValues {
 
  private:
   // The text of the column the row's dictionary would take for `key`, read
-  // straight from the row; null when there is none.
-  const char* FindInRow(std::string_view key) const;
+  // straight from the row; nothing when there is none.
+  std::optional<std::string_view> FindInRow(std::string_view key) const;
 
   char** values_ = nullptr;
   // Set when the row is read as it is: its columns are all stored as read.

@@ -60,6 +60,30 @@ TEST(StringTest, AcceptsOnlyWellFormedUtf8) {
   }
 }
 
+TEST(StringTest, FindsANonAsciiByteWhereverItIs) {
+  // ASCII is told a word at a time, the last word overlapping the one before
+  // it; every place in and around those words, in a string alone and in a run.
+  for (size_t size = 1; size <= 33; ++size) {
+    for (size_t at = 0; at < size; ++at) {
+      const std::string where = std::to_string(at) + " of " + std::to_string(size);
+      std::string stray(size, 'a');
+      stray[at] = '\x80';  // a trail byte with no lead
+      std::string pair(size, 'a');
+      pair[at] = '\xC3';  // "é" when a trail byte follows, cut short when none does
+      if (at + 1 < size)
+        pair[at + 1] = '\xA9';
+      const bool pair_valid = at + 1 < size;
+      EXPECT_FALSE(String::Create(stray)) << where;
+      EXPECT_EQ(String::Create(pair) != nullptr, pair_valid) << where;
+      const char* texts[] = {stray.c_str(), pair.c_str()};
+      Ref<String> run[2];
+      String::CreateRun(texts, run);
+      EXPECT_FALSE(run[0]) << where;
+      EXPECT_EQ(run[1] != nullptr, pair_valid) << where;
+    }
+  }
+}
+
 TEST(StringTest, LengthCountsUtf16Units) {
   const std::pair<const char*, size_t> cases[] = {
       {"", 0}, {"abc", 3}, {"caf\xC3\xA9", 4}, {"\xE2\x82\xAC", 1}, {"a\xF0\x9F\x98\x80", 3}};
