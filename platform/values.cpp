@@ -457,9 +457,6 @@ class Dictionary::Index {
   std::unordered_map<std::string_view, size_t> positions;
 };
 
-// Below this many entries a linear scan beats hashing.
-constexpr size_t kIndexThreshold = 16;
-
 Dictionary::Dictionary(size_t capacity)
     : Object(TypeID::kDictionary), entries_(reinterpret_cast<Entry*>(this + 1), capacity) {}
 Dictionary::~Dictionary() = default;
@@ -539,13 +536,6 @@ void Dictionary::Set(const Key& key, Ref<Object> value) {
   }
 }
 
-void Dictionary::AddNew(const Key& key, Ref<Object> value) {
-  if (!value)
-    return;
-  assert(PositionOf(key) == kNowhere);
-  Add(key, std::move(value));
-}
-
 namespace {
 
 // What a value adds to its dictionary's hash. Equal values hash alike; an
@@ -588,17 +578,14 @@ void Dictionary::Replace(size_t position, Ref<Object> value) {
   entries_[position].value = std::move(value);
 }
 
-void Dictionary::Add(const Key& key, Ref<Object>&& value) {
-  hash_ = 0;
-  NoteChild(*value);
-  const Entry& added = entries_.emplace_back(key, std::move(value));
+void Dictionary::IndexLastEntry() {
   if (index_) {
-    index_->positions.emplace(added.key.view(), entries_.size() - 1);
-  } else if (entries_.size() > kIndexThreshold) {
-    index_ = std::make_unique<Index>();
-    for (size_t i = 0; i < entries_.size(); ++i)
-      index_->positions.emplace(entries_[i].key.view(), i);
+    index_->positions.emplace(entries_[entries_.size() - 1].key.view(), entries_.size() - 1);
+    return;
   }
+  index_ = std::make_unique<Index>();
+  for (size_t i = 0; i < entries_.size(); ++i)
+    index_->positions.emplace(entries_[i].key.view(), i);
 }
 
 void Dictionary::ForEachChild(void (*visit)(Object*, void*), void* context) {

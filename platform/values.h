@@ -18,6 +18,7 @@
 #define PLATFORM_VALUES_H_
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -404,8 +405,14 @@ class Dictionary final : public Object {
   void Set(const Key& key, Ref<Object> value);
   // Adds an entry under `key` without looking for one: for a caller that
   // knows the dictionary holds none yet, as a row of columns named apart.
-  // A null value is ignored.
-  void AddNew(const Key& key, Ref<Object> value);
+  // A null value is ignored. In the header, as is the common way of Add: a
+  // row of a table adds every column's value through it.
+  void AddNew(const Key& key, Ref<Object>&& value) {
+    if (!value)
+      return;
+    assert(PositionOf(key) == kNowhere);
+    Add(key, std::move(value));
+  }
 
   const Entry* begin() const { return entries_.begin(); }
   const Entry* end() const { return entries_.end(); }
@@ -432,7 +439,18 @@ class Dictionary final : public Object {
   size_t PositionOf(const Key& key) const;
   void Replace(size_t position, Ref<Object> value);
   // Appends an entry; there is none under `key` yet.
-  void Add(const Key& key, Ref<Object>&& value);
+  void Add(const Key& key, Ref<Object>&& value) {
+    hash_ = 0;
+    NoteChild(*value);
+    entries_.emplace_back(key, std::move(value));
+    if (index_ || entries_.size() > kIndexThreshold)
+      IndexLastEntry();
+  }
+  // Below this many entries a linear scan beats hashing.
+  static constexpr size_t kIndexThreshold = 16;
+  // Adds the entry just appended to the index, building the index first
+  // when the dictionary has just grown past kIndexThreshold.
+  void IndexLastEntry();
   internal::Slots<Entry> entries_;
   // Index into entries_ by key; built once the dictionary is big enough to need it.
   class Index;
