@@ -1,5 +1,8 @@
 #include "reader/relationships.h"
 
+#include <string>
+#include <string_view>
+
 #include "hookwright/hkwprintf.h"
 #include "platform/description.h"
 #include "platform/strings.h"
@@ -49,6 +52,54 @@ bool AppendOnce(cf::Array* array, const cf::Ref<cf::Object>& value) {
   return true;
 }
 
+// The set the last link named as its parent, and that set's fonts array,
+// remembered while one scan of the links runs: links come grouped by parent,
+// so most find both here rather than by the parent's id in the map of sets
+// and by key in the set. During the scan only the links change the sets,
+// and they replace neither a set in the map nor a fonts array once made.
+class LastParent {
+ public:
+  explicit LastParent(const cf::Dictionary* containers)
+      : containers_(containers), outer_(current_) {
+    current_ = this;
+  }
+  ~LastParent() { current_ = outer_; }
+  LastParent(const LastParent&) = delete;
+  LastParent& operator=(const LastParent&) = delete;
+
+  // The scan's memory when `containers` is what it scans; else null, and
+  // the caller looks everything up.
+  static LastParent* Of(const cf::Dictionary* containers) {
+    return current_ != nullptr && current_->containers_ == containers ? current_ : nullptr;
+  }
+
+  cf::Dictionary* Parent(std::string_view id) {
+    if (!known_ || id != id_) {
+      parent_ = containers_->GetDictionary(id);
+      id_.assign(id);
+      fonts_ = nullptr;
+      known_ = true;
+    }
+    return parent_;
+  }
+
+  // The fonts array of the set Parent() last gave, made when it has none.
+  cf::Array* Fonts() {
+    if (fonts_ == nullptr)
+      fonts_ = ArrayInSet(parent_, Links().fonts);
+    return fonts_;
+  }
+
+ private:
+  static inline LastParent* current_ = nullptr;
+  const cf::Dictionary* containers_;
+  LastParent* outer_;
+  bool known_ = false;
+  std::string id_;
+  cf::Dictionary* parent_ = nullptr;
+  cf::Array* fonts_ = nullptr;
+};
+
 // The array each font child's rows are looked up into, emptied after each
 // use, so that a link costs no array of its own.
 cf::Array& FoundFonts() {
@@ -57,7 +108,8 @@ cf::Array& FoundFonts() {
   return *found;
 }
 
-void AttachFonts(cf::Dictionary* parent, std::string_view childID) {
+// `last`, when there is one, holds `parent`.
+void AttachFonts(cf::Dictionary* parent, LastParent* last, std::string_view childID) {
   cf::Array& fonts = FoundFonts();
   AppendFontsWithID(childID, &fonts);
   if (fonts.empty()) {
@@ -73,7 +125,7 @@ void AttachFonts(cf::Dictionary* parent, std::string_view childID) {
   }
   for (const cf::Ref<cf::Object>& font : fonts) {
     if (font && font->AsDictionary())
-      AppendOnce(ArrayInSet(parent, Links().fonts), font);
+      AppendOnce(last != nullptr ? last->Fonts() : ArrayInSet(parent, Links().fonts), font);
   }
   fonts.RemoveAll();
 }
@@ -108,9 +160,12 @@ int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, 
   cf::Dictionary* containers =
       context != nullptr ? static_cast<cf::Object*>(context)->AsDictionary() : nullptr;
   const std::optional<std::string_view> parentID = row.Text(kParentIDColumn);
+  if (containers == nullptr || !parentID)
+    return 0;
   // Ids match only when their texts are identical: "01" is not parent "1".
+  LastParent* last = LastParent::Of(containers);
   cf::Dictionary* parent =
-      containers != nullptr && parentID ? containers->GetDictionary(*parentID) : nullptr;
+      last != nullptr ? last->Parent(*parentID) : containers->GetDictionary(*parentID);
   if (parent == nullptr)
     return 0;
   // Both texts are used as they are; strings are made of them only to be
@@ -121,7 +176,7 @@ int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, 
     return 0;
   switch (cf::IntValue(*childType)) {
     case kFontChild:
-      AttachFonts(parent, *childID);
+      AttachFonts(parent, last, *childID);
       break;
     case kSetChild:
       AttachChildSet(containers, parent, *childID);
@@ -137,6 +192,7 @@ int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, 
 void QBFA_ConnectItemsToContainers(cf::Dictionary* containers) {
   if (db == nullptr)
     return;
+  const LastParent last(containers);
   char* errorText = nullptr;
   int rc = sqlite_exec_printf(db, "SELECT * FROM rel;", QBFA_AddRelationshipCallback,
                               static_cast<cf::Object*>(containers), &errorText);

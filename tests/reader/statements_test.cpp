@@ -3,6 +3,7 @@
 // without a text.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,30 @@ TEST_F(Statements, OneScanOfSetsAndRelAndOneLookupPerFontLink) {
             (std::vector<std::string>{kSets, kRel, FontsWithID("10"), FontsWithID("10"),
                                       FontsWithID("it's")}));
   EXPECT_EQ(db, nullptr);
+}
+
+// Links come mostly grouped by parent; whatever their order, each font
+// goes to the set its link names, by the id's whole text.
+TEST_F(Statements, EveryLinkFindsItsOwnParentInAnyOrder) {
+  fake_sqlite::SetAnswer(kSets,
+                         Answer{{SetRow("1", "One"), SetRow("10", "Ten"), SetRow("2", "Two")}});
+  fake_sqlite::SetAnswer(
+      kRel, Answer{{RelRow("1", "1", "a"), RelRow("1", "1", "b"), RelRow("10", "1", "c"),
+                    RelRow("1", "1", "d"), RelRow("01", "1", "e"), RelRow("2", "1", "b"),
+                    RelRow("2", "1", "f"), RelRow("10", "1", "a")}});
+  for (const char* id : {"a", "b", "c", "d", "e", "f"})
+    fake_sqlite::SetAnswer(FontsWithID(id), Answer{{FontRow(id, id)}});
+  cf::Ref<cf::Array> sets = QBFA_CopyFontSets();
+  ASSERT_TRUE(sets);
+  std::map<std::string, std::vector<std::string>> fonts;
+  for (const cf::Ref<cf::Object>& set : *sets) {
+    const cf::Dictionary* dictionary = set->AsDictionary();
+    std::vector<std::string>& ids = fonts[std::string(dictionary->GetString("id")->utf8())];
+    for (const cf::Ref<cf::Object>& font : *dictionary->GetArray(kFontsKey))
+      ids.emplace_back(font->AsDictionary()->GetString("id")->utf8());
+  }
+  EXPECT_EQ(fonts, (std::map<std::string, std::vector<std::string>>{
+                       {"1", {"a", "b", "d"}}, {"10", {"c", "a"}}, {"2", {"b", "f"}}}));
 }
 
 TEST_F(Statements, FailedSetsQueryKeepsTheRowsReadBeforeIt) {
