@@ -423,10 +423,6 @@ bool Array::ContainsValue(const Object* value) const {
   return false;
 }
 
-void Array::RemoveAll() {
-  items_.clear();
-}
-
 void Array::ForEachChild(void (*visit)(Object*, void*), void* context) {
   for (const Ref<Object>& item : items_)
     visit(item.get(), context);

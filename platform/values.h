@@ -315,8 +315,6 @@ class Array final : public Object {
   void Append(Ref<Object> value);
   // True when an element is equal to `value` (deep equality, as Equal()).
   bool ContainsValue(const Object* value) const;
-  // Drops every element; the room for them stays.
-  void RemoveAll();
 
   // Frees the block Create allocated, inline elements included.
   static void operator delete(void* block) { ::operator delete(block); }

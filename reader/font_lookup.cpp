@@ -2,7 +2,6 @@
 
 #include "hookwright/hkwprintf.h"
 #include "platform/description.h"
-#include "platform/utf8.h"
 #include "reader/records.h"
 #include "state.h"
 
@@ -13,13 +12,13 @@ namespace {
 // with no byte set aside for the terminating NUL. An id that needs all of
 // them does not convert and reads as the empty string instead of an
 // unterminated one. Null when that size is zero, which stands for a buffer
-// that could not be had. The id's text is followed by a NUL already, so no
-// buffer is needed to hand it on.
-const char* IDAsCString(std::string_view fontID) {
-  const size_t room = 3 * cf::Utf16Length(fontID);
+// that could not be had. The string's own text is already NUL-terminated, so
+// no buffer is needed to hand it on.
+const char* IDAsCString(const cf::String& fontID) {
+  const size_t room = 3 * fontID.length();
   if (room == 0)
     return nullptr;
-  return fontID.size() + 1 <= room ? fontID.data() : "";
+  return fontID.utf8().size() + 1 <= room ? fontID.c_str() : "";
 }
 
 }  // namespace
@@ -34,26 +33,6 @@ int QBFA_GetFontInfoCallback(void* context, int columnCount, char** values, char
   return 0;
 }
 
-void AppendFontsWithID(std::string_view fontID, cf::Array* fonts) {
-  if (db == nullptr)
-    return;
-  const char* idText = IDAsCString(fontID);
-  if (idText == nullptr)
-    return;
-  char* errorText = nullptr;
-  int rc = sqlite_exec_printf(db, "SELECT * FROM fonts WHERE id = '%s';", QBFA_GetFontInfoCallback,
-                              static_cast<cf::Object*>(fonts), &errorText, idText);
-  if (rc != SQLITE_OK) {
-    const cf::Ref<cf::String> shown = cf::String::Create(fontID);
-    if (errorText != nullptr) {
-      hkwprintf("Unable to find font with ID %@ error %d: %s\n", shown, rc, errorText);
-    } else {
-      hkwprintf("Unable to find font with ID %@ error %d\n", shown, rc);
-    }
-  }
-  sqlite_freemem(errorText);
-}
-
 cf::Ref<cf::Array> QBFA_CreateArrayForFontsWithID(const cf::String* fontID) {
   if (db == nullptr || fontID == nullptr)
     return nullptr;
@@ -61,7 +40,20 @@ cf::Ref<cf::Array> QBFA_CreateArrayForFontsWithID(const cf::String* fontID) {
   cf::Ref<cf::Array> fonts = cf::Array::Create(1);
   if (!fonts)
     return nullptr;
-  AppendFontsWithID(fontID->utf8(), fonts.get());
+  if (const char* idText = IDAsCString(*fontID)) {
+    char* errorText = nullptr;
+    int rc =
+        sqlite_exec_printf(db, "SELECT * FROM fonts WHERE id = '%s';", QBFA_GetFontInfoCallback,
+                           static_cast<cf::Object*>(fonts.get()), &errorText, idText);
+    if (rc != SQLITE_OK) {
+      if (errorText != nullptr) {
+        hkwprintf("Unable to find font with ID %@ error %d: %s\n", fontID, rc, errorText);
+      } else {
+        hkwprintf("Unable to find font with ID %@ error %d\n", fontID, rc);
+      }
+    }
+    sqlite_freemem(errorText);
+  }
   if (fonts->empty())
     return nullptr;
   return fonts;

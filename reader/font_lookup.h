@@ -2,8 +2,6 @@
 #ifndef READER_FONT_LOOKUP_H_
 #define READER_FONT_LOOKUP_H_
 
-#include <string_view>
-
 #include "platform/values.h"
 
 // The complete font rows whose id is `fontID`, as font-info dictionaries in
@@ -11,11 +9,6 @@
 // closed (it never connects). The id is pasted into the statement unquoted,
 // so an id with a single quote in it makes the statement fail (logged).
 cf::Ref<cf::Array> QBFA_CreateArrayForFontsWithID(const cf::String* fontID);
-
-// The same rows appended to `fonts`, for an id that is UTF-8 text followed
-// by a NUL rather than a string: what a link row holds. Appends nothing
-// where that gives null, and logs the same.
-void AppendFontsWithID(std::string_view fontID, cf::Array* fonts);
 
 // Row callback of the fonts query; `context` is the array being filled.
 // Always returns 0.

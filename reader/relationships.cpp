@@ -1,8 +1,5 @@
 #include "reader/relationships.h"
 
-#include <string>
-#include <string_view>
-
 #include "hookwright/hkwprintf.h"
 #include "platform/description.h"
 #include "platform/strings.h"
@@ -52,82 +49,24 @@ bool AppendOnce(cf::Array* array, const cf::Ref<cf::Object>& value) {
   return true;
 }
 
-// The set the last link named as its parent, and that set's fonts array,
-// remembered while one scan of the links runs: links come grouped by parent,
-// so most find both here rather than by the parent's id in the map of sets
-// and by key in the set. During the scan only the links change the sets,
-// and they replace neither a set in the map nor a fonts array once made.
-class LastParent {
- public:
-  explicit LastParent(const cf::Dictionary* containers)
-      : containers_(containers), outer_(current_) {
-    current_ = this;
-  }
-  ~LastParent() { current_ = outer_; }
-  LastParent(const LastParent&) = delete;
-  LastParent& operator=(const LastParent&) = delete;
-
-  // The scan's memory when `containers` is what it scans; else null, and
-  // the caller looks everything up.
-  static LastParent* Of(const cf::Dictionary* containers) {
-    return current_ != nullptr && current_->containers_ == containers ? current_ : nullptr;
-  }
-
-  cf::Dictionary* Parent(std::string_view id) {
-    if (!known_ || id != id_) {
-      parent_ = containers_->GetDictionary(id);
-      id_.assign(id);
-      fonts_ = nullptr;
-      known_ = true;
-    }
-    return parent_;
-  }
-
-  // The fonts array of the set Parent() last gave, made when it has none.
-  cf::Array* Fonts() {
-    if (fonts_ == nullptr)
-      fonts_ = ArrayInSet(parent_, Links().fonts);
-    return fonts_;
-  }
-
- private:
-  static inline LastParent* current_ = nullptr;
-  const cf::Dictionary* containers_;
-  LastParent* outer_;
-  bool known_ = false;
-  std::string id_;
-  cf::Dictionary* parent_ = nullptr;
-  cf::Array* fonts_ = nullptr;
-};
-
-// The array each font child's rows are looked up into, emptied after each
-// use, so that a link costs no array of its own.
-cf::Array& FoundFonts() {
-  // Never destroyed, like the link keys.
-  static cf::Array* found = cf::Array::Create(1).Leak();
-  return *found;
-}
-
-// `last`, when there is one, holds `parent`.
-void AttachFonts(cf::Dictionary* parent, LastParent* last, std::string_view childID) {
-  cf::Array& fonts = FoundFonts();
-  AppendFontsWithID(childID, &fonts);
-  if (fonts.empty()) {
+void AttachFonts(cf::Dictionary* parent, std::string_view childID) {
+  const cf::Ref<cf::String> id = cf::String::Create(childID);
+  cf::Ref<cf::Array> fonts = QBFA_CreateArrayForFontsWithID(id.get());
+  if (!fonts) {
     if (gLogStuff)
-      hkwprintf("[QB] Could not find font for child %@\n", cf::String::Create(childID));
+      hkwprintf("[QB] Could not find font for child %@\n", id);
     return;
   }
-  if (gLogStuff && fonts.size() >= 2) {
+  if (gLogStuff && fonts->size() >= 2) {
     hkwprintf(
         "[QB] This font child id %@ has multiple (%lu) items. How bizarre, but not unexpected. "
         "%@.\n",
-        cf::String::Create(childID), static_cast<unsigned long>(fonts.size()), &fonts);
+        id, static_cast<unsigned long>(fonts->size()), fonts);
   }
-  for (const cf::Ref<cf::Object>& font : fonts) {
+  for (const cf::Ref<cf::Object>& font : *fonts) {
     if (font && font->AsDictionary())
-      AppendOnce(last != nullptr ? last->Fonts() : ArrayInSet(parent, Links().fonts), font);
+      AppendOnce(ArrayInSet(parent, Links().fonts), font);
   }
-  fonts.RemoveAll();
 }
 
 void AttachChildSet(cf::Dictionary* containers, cf::Dictionary* parent, std::string_view childID) {
@@ -160,12 +99,9 @@ int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, 
   cf::Dictionary* containers =
       context != nullptr ? static_cast<cf::Object*>(context)->AsDictionary() : nullptr;
   const std::optional<std::string_view> parentID = row.Text(kParentIDColumn);
-  if (containers == nullptr || !parentID)
-    return 0;
   // Ids match only when their texts are identical: "01" is not parent "1".
-  LastParent* last = LastParent::Of(containers);
   cf::Dictionary* parent =
-      last != nullptr ? last->Parent(*parentID) : containers->GetDictionary(*parentID);
+      containers != nullptr && parentID ? containers->GetDictionary(*parentID) : nullptr;
   if (parent == nullptr)
     return 0;
   // Both texts are used as they are; strings are made of them only to be
@@ -176,7 +112,7 @@ int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, 
     return 0;
   switch (cf::IntValue(*childType)) {
     case kFontChild:
-      AttachFonts(parent, last, *childID);
+      AttachFonts(parent, *childID);
       break;
     case kSetChild:
       AttachChildSet(containers, parent, *childID);
@@ -192,7 +128,6 @@ int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, 
 void QBFA_ConnectItemsToContainers(cf::Dictionary* containers) {
   if (db == nullptr)
     return;
-  const LastParent last(containers);
   char* errorText = nullptr;
   int rc = sqlite_exec_printf(db, "SELECT * FROM rel;", QBFA_AddRelationshipCallback,
                               static_cast<cf::Object*>(containers), &errorText);

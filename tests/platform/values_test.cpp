@@ -452,21 +452,6 @@ TEST_F(CollectorTest, KeepsWhatIsStillReachable) {
   EXPECT_EQ(Extra(), 0u);
 }
 
-TEST_F(CollectorTest, AnArrayEmptiedLetsGoOfWhatItHeldAndFillsAgain) {
-  Ref<Array> array = Array::Create(1);
-  for (int round = 0; round < 3; ++round) {
-    Ref<Dictionary> kept = Dictionary::Create();
-    kept->Set("name", MakeString("kept"));
-    array->Append(kept);
-    array->Append(MakeString("dropped"));
-    array->Append(ArrayOf({"dropped too"}));
-    EXPECT_EQ(array->size(), 3u) << round;
-    array->RemoveAll();
-    EXPECT_TRUE(array->empty()) << round;
-    EXPECT_EQ(Extra(), 3u) << "the array, the dictionary and its string";
-  }
-}
-
 TEST_F(CollectorTest, AStringLivesAsLongAsAnyHolder) {
   // A string is freed the moment its last holder lets go of it, whether that
   // is its maker, a container given up, or a container's entry replaced.
