@@ -61,9 +61,20 @@ CFComparisonResult CFStringCompare(const cf::String& a, const cf::String& b,
 }
 
 int CFStringGetIntValue(const cf::String& text) {
-  std::string_view utf8 = text.utf8();
+  return cf::IntValue(text.utf8());
+}
+
+int cf::IntValue(std::string_view utf8) {
   size_t position = 0;
   while (position < utf8.size()) {
+    // ASCII white space, as Unicode has it, is told without a call into ICU:
+    // the texts read here are mostly bare numbers.
+    if (const unsigned char byte = utf8[position]; byte < 0x80) {
+      if (byte != ' ' && (byte < '\t' || byte > '\r'))
+        break;
+      ++position;
+      continue;
+    }
     size_t next = position;
     if (!u_isUWhiteSpace(static_cast<UChar32>(cf::NextCodePoint(utf8, &next))))
       break;

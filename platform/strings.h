@@ -29,4 +29,10 @@ CFComparisonResult CompareAsUtf16(std::string_view a, std::string_view b);
 // optional sign, then digits; 0 when there are none; clamped to the int range.
 int CFStringGetIntValue(const cf::String& text);
 
+namespace cf {
+// The same for UTF-8 text that is no string of its own, such as a column of
+// a row read straight from the database.
+int IntValue(std::string_view utf8);
+}  // namespace cf
+
 #endif  // PLATFORM_STRINGS_H_

@@ -294,9 +294,7 @@ class String::InRun final : public String {
   };
 
   // The bytes a string of `size` bytes takes in a run.
-  static size_t Footprint(size_t size) {
-    return sizeof(Run*) + sizeof(String) + (TextBytes(size) + kWord - 1) / kWord * kWord;
-  }
+  static size_t Footprint(size_t size) { return sizeof(Run*) + sizeof(String) + TextBytes(size); }
 
   // Places a string of `utf8` at `at`, which has Footprint() bytes, and
   // says where the next one goes.
@@ -349,15 +347,22 @@ void String::CreateRun(std::span<const char* const> texts, Ref<String>* strings)
   }
 }
 
+namespace {
+
+// The final mix of MurmurHash3: every bit of the input reaches every bit of
+// the result.
+uint64_t Mix(uint64_t hash) {
+  hash ^= hash >> 33;
+  hash *= 0xFF51AFD7ED558CCDu;
+  hash ^= hash >> 33;
+  hash *= 0xC4CEB9FE1A85EC53u;
+  return hash ^ (hash >> 33);
+}
+
+}  // namespace
+
 size_t String::length() const {
-  size_t units = 0;
-  for (unsigned char byte : utf8()) {
-    if ((byte & 0xC0) != 0x80)
-      ++units;  // Each code point starts one unit...
-    if (byte >= 0xF0)
-      ++units;  // ...and those past U+FFFF take a surrogate pair.
-  }
-  return units;
+  return Utf16Length(utf8());
 }
 
 // Boolean
@@ -400,64 +405,18 @@ void Array::Append(Ref<Object> value) {
   items_.emplace_back(std::move(value));
 }
 
-namespace {
-
-// A glance at a dictionary's size and first entry, where rows read from a
-// database first differ, that rules out most other rows without comparing
-// them in full. An array of such rows is searched once for every row added
-// to it, so the glance is taken once per search and each element costs a
-// few loads: its size, its first key and the first word of its first value.
-class FirstSight {
- public:
-  // Null unless `value` is a dictionary whose first value is a string.
-  static std::optional<FirstSight> Of(const Object* value) {
-    const Dictionary* dictionary = value != nullptr ? value->AsDictionary() : nullptr;
-    if (dictionary == nullptr || dictionary->empty())
-      return std::nullopt;
-    const Dictionary::Entry& first = *dictionary->begin();
-    const String* string = first.value->AsString();
-    if (string == nullptr)
-      return std::nullopt;
-    return FirstSight(dictionary, first.key, *string);
-  }
-
-  // Whether `item` (never null) is certainly unequal to the value.
-  bool RulesOut(const Object* item) const {
-    if (item->type() != TypeID::kDictionary)
-      return false;
-    const auto* other = static_cast<const Dictionary*>(item);
-    if (other->size() != size_)
-      return true;
-    // Rows of one table share their keys and put them in the same order.
-    const Dictionary::Entry& front = *other->begin();
-    const Object* counterpart =
-        front.key.SameAs(first_key_) ? front.value.get() : other->Get(first_key_);
-    if (counterpart == nullptr)
-      return true;
-    return counterpart->type() == TypeID::kString && counterpart != &first_string_ &&
-           !(*static_cast<const String*>(counterpart) == first_string_);
-  }
-
- private:
-  FirstSight(const Dictionary* dictionary, const Key& first_key, const String& first_string)
-      : size_(dictionary->size()), first_key_(first_key), first_string_(first_string) {}
-
-  const size_t size_;
-  const Key& first_key_;
-  const String& first_string_;
-};
-
-}  // namespace
-
 bool Array::ContainsValue(const Object* value) const {
-  if (const std::optional<FirstSight> sight = FirstSight::Of(value)) {
-    for (const Ref<Object>& item : items_) {
-      if (!sight->RulesOut(item.get()) && Equal(item.get(), value))
-        return true;
-    }
-    return false;
-  }
+  // A dictionary - a table's row, in the arrays the reader searches - is
+  // compared only with those of its hash; each keeps its hash, so the rest
+  // cost a comparison of two numbers.
+  const Dictionary* dictionary = value != nullptr ? value->AsDictionary() : nullptr;
+  const size_t hash = dictionary != nullptr ? dictionary->Hash() : 0;
   for (const Ref<Object>& item : items_) {
+    if (dictionary != nullptr) {
+      const Dictionary* other = item->AsDictionary();
+      if (other == nullptr || other->Hash() != hash)
+        continue;
+    }
     if (Equal(item.get(), value))
       return true;
   }
@@ -493,9 +452,6 @@ class Dictionary::Index {
  public:
   std::unordered_map<std::string_view, size_t> positions;
 };
-
-// Below this many entries a linear scan beats hashing.
-constexpr size_t kIndexThreshold = 16;
 
 Dictionary::Dictionary(size_t capacity)
     : Object(TypeID::kDictionary), entries_(reinterpret_cast<Entry*>(this + 1), capacity) {}
@@ -576,28 +532,56 @@ void Dictionary::Set(const Key& key, Ref<Object> value) {
   }
 }
 
-void Dictionary::AddNew(const Key& key, Ref<Object> value) {
-  if (!value)
-    return;
-  assert(PositionOf(key) == kNowhere);
-  Add(key, std::move(value));
+namespace {
+
+// What a value adds to its dictionary's hash. Equal values hash alike; an
+// array or dictionary counts by its kind alone (see Dictionary::Hash).
+uint64_t ValueHash(const Object& value) {
+  switch (value.type()) {
+    case TypeID::kString:
+      return value.AsString()->Hash();
+    case TypeID::kBoolean:
+      return value.AsBoolean()->value() ? 1 : 2;
+    case TypeID::kURL:
+      return std::hash<std::string>()(value.AsURL()->path());
+    case TypeID::kArray:
+      return 3;
+    case TypeID::kDictionary:
+      return 4;
+  }
+  return 0;
+}
+
+}  // namespace
+
+size_t Dictionary::TakeHash() const {
+  // A sum over the entries, since equal dictionaries may hold their entries
+  // in different orders; each entry is spread a little so that the sum
+  // keeps their bits apart, and the sum is mixed in full once.
+  uint64_t sum = 0;
+  for (const Entry& entry : entries_) {
+    uint64_t spread = (entry.key.hash() ^ ValueHash(*entry.value)) * internal::kSpread;
+    sum += spread ^ (spread >> 32);
+  }
+  const uint64_t hash = Mix(sum);
+  hash_ = hash != 0 ? hash : 1;
+  return hash_;
 }
 
 void Dictionary::Replace(size_t position, Ref<Object> value) {
+  hash_ = 0;
   NoteChild(*value);
   entries_[position].value = std::move(value);
 }
 
-void Dictionary::Add(const Key& key, Ref<Object>&& value) {
-  NoteChild(*value);
-  const Entry& added = entries_.emplace_back(key, std::move(value));
+void Dictionary::IndexLastEntry() {
   if (index_) {
-    index_->positions.emplace(added.key.view(), entries_.size() - 1);
-  } else if (entries_.size() > kIndexThreshold) {
-    index_ = std::make_unique<Index>();
-    for (size_t i = 0; i < entries_.size(); ++i)
-      index_->positions.emplace(entries_[i].key.view(), i);
+    index_->positions.emplace(entries_[entries_.size() - 1].key.view(), entries_.size() - 1);
+    return;
   }
+  index_ = std::make_unique<Index>();
+  for (size_t i = 0; i < entries_.size(); ++i)
+    index_->positions.emplace(entries_[i].key.view(), i);
 }
 
 void Dictionary::ForEachChild(void (*visit)(Object*, void*), void* context) {
@@ -606,6 +590,7 @@ void Dictionary::ForEachChild(void (*visit)(Object*, void*), void* context) {
 }
 
 void Dictionary::DropChildren() {
+  hash_ = 0;
   index_.reset();
   entries_.clear();
 }

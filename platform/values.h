@@ -18,6 +18,7 @@
 #define PLATFORM_VALUES_H_
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -41,6 +42,9 @@ namespace internal {
 // Release's way for the last reference and for a container that has held
 // one (see values.cpp).
 void ReleaseToCollector(Object* object);
+// A multiplier with well-spread bits (2^64 over the golden ratio), for hashes
+// that mix a word at a time.
+inline constexpr uint64_t kSpread = 0x9E3779B97F4A7C15u;
 }  // namespace internal
 
 // A strong, nullable reference. Copying retains, destruction releases.
@@ -140,10 +144,10 @@ class Object {
 };
 
 // Immutable text, always well-formed UTF-8. The text lives in the same
-// block as the object, right after it: one allocation per string. Its first
-// eight bytes are always there, zeros past the text, so two strings compare
-// a word at a time: the ids and short names that rows are told apart by, in
-// one go.
+// block as the object, right after it: one allocation per string. It is
+// padded with zeros to a whole number of words, at least one, so two strings
+// compare a word at a time - the ids and short names that rows are told
+// apart by, in one go - and hash a word at a time.
 class String : public Object {
  public:
   // Null when `utf8` is not well-formed UTF-8 (overlong forms, surrogates and
@@ -163,6 +167,16 @@ class String : public Object {
   size_t length() const;
   bool empty() const { return size_ == 0; }
   bool HasPrefix(std::string_view prefix) const { return utf8().starts_with(prefix); }
+  // Equal strings hash alike. Taken from the size and the first and last
+  // words of the text alone, which is all of a short text and where longer
+  // ones - paths, ids with a common prefix - mostly differ: a dictionary
+  // takes the hash of each of its strings, and should not pay a look at
+  // every byte for it.
+  size_t Hash() const {
+    uint64_t last;
+    std::memcpy(&last, text() + size_ / kWord * kWord, kWord);
+    return (size_ ^ FirstWord()) * internal::kSpread ^ last;
+  }
   // Same text.
   friend bool operator==(const String& a, const String& b) {
     return a.size_ == b.size_ && a.FirstWord() == b.FirstWord() &&
@@ -177,15 +191,15 @@ class String : public Object {
   // A string of a run (see values.cpp); the only kind derived from this one.
   class InRun;
   static constexpr size_t kWord = sizeof(uint64_t);
-  // The bytes a string of `size` bytes takes after the object: the text, a
-  // NUL and at least a word.
-  static size_t TextBytes(size_t size) { return std::max(size + 1, kWord); }
+  // The bytes a string of `size` bytes takes after the object: the text and
+  // a NUL, rounded up to whole words.
+  static size_t TextBytes(size_t size) { return (size / kWord + 1) * kWord; }
   explicit String(size_t size) : Object(TypeID::kString), size_(size) {}
-  // Copies `utf8`, followed by the NUL and zeros to a word, after the object.
+  // Copies `utf8`, followed by the NUL and zeros to the end of its word,
+  // after the object.
   void Fill(std::string_view utf8) {
-    std::memset(text(), 0, kWord);
+    std::memset(text() + TextBytes(utf8.size()) - kWord, 0, kWord);
     std::memcpy(text(), utf8.data(), utf8.size());
-    text()[utf8.size()] = '\0';
   }
   const char* text() const { return reinterpret_cast<const char*>(this + 1); }
   char* text() { return reinterpret_cast<char*>(this + 1); }
@@ -337,6 +351,8 @@ class Key {
   operator std::string_view() const { return view(); }
   // The text followed by a NUL.
   const char* c_str() const { return text(); }
+  // std::hash of the text, taken when the key was made.
+  size_t hash() const { return block_->hash; }
   // Whether both share one text, which makes them equal without a look at it.
   bool SameAs(const Key& other) const { return block_ == other.block_; }
   // Equal texts, shared or not.
@@ -387,17 +403,31 @@ class Dictionary final : public Object {
   void Set(const Key& key, Ref<Object> value);
   // Adds an entry under `key` without looking for one: for a caller that
   // knows the dictionary holds none yet, as a row of columns named apart.
-  // A null value is ignored.
-  void AddNew(const Key& key, Ref<Object> value);
+  // A null value is ignored. In the header, as is the common way of Add: a
+  // row of a table adds every column's value through it.
+  void AddNew(const Key& key, Ref<Object>&& value) {
+    if (!value)
+      return;
+    assert(PositionOf(key) == kNowhere);
+    Add(key, std::move(value));
+  }
 
   const Entry* begin() const { return entries_.begin(); }
   const Entry* end() const { return entries_.end(); }
+
+  // A hash of the content, which tells most unequal dictionaries apart
+  // without comparing them: equal ones (as Equal() has it) always hash
+  // alike. Taken when first asked for and kept until this dictionary
+  // changes; a nested array or dictionary counts only by its kind, since it
+  // may change without this one knowing.
+  size_t Hash() const { return hash_ != 0 ? hash_ : TakeHash(); }
 
   // Frees the block Create allocated, inline entries included.
   static void operator delete(void* block) { ::operator delete(block); }
 
  private:
   explicit Dictionary(size_t capacity);
+  size_t TakeHash() const;
   ~Dictionary() override;  // Out of line: Index is complete only there.
   void ForEachChild(void (*visit)(Object*, void*), void* context) override;
   void DropChildren() override;
@@ -407,11 +437,24 @@ class Dictionary final : public Object {
   size_t PositionOf(const Key& key) const;
   void Replace(size_t position, Ref<Object> value);
   // Appends an entry; there is none under `key` yet.
-  void Add(const Key& key, Ref<Object>&& value);
+  void Add(const Key& key, Ref<Object>&& value) {
+    hash_ = 0;
+    NoteChild(*value);
+    entries_.emplace_back(key, std::move(value));
+    if (index_ || entries_.size() > kIndexThreshold)
+      IndexLastEntry();
+  }
+  // Below this many entries a linear scan beats hashing.
+  static constexpr size_t kIndexThreshold = 16;
+  // Adds the entry just appended to the index, building the index first
+  // when the dictionary has just grown past kIndexThreshold.
+  void IndexLastEntry();
   internal::Slots<Entry> entries_;
   // Index into entries_ by key; built once the dictionary is big enough to need it.
   class Index;
   std::unique_ptr<Index> index_;
+  // Zero until Hash() is next asked for: never a hash itself.
+  mutable size_t hash_ = 0;
 };
 
 // A file URL: an absolute file-system path. Not a property-list type, so a

@@ -49,18 +49,19 @@ bool AppendOnce(cf::Array* array, const cf::Ref<cf::Object>& value) {
   return true;
 }
 
-void AttachFonts(cf::Dictionary* parent, const cf::String* childID) {
-  cf::Ref<cf::Array> fonts = QBFA_CreateArrayForFontsWithID(childID);
+void AttachFonts(cf::Dictionary* parent, std::string_view childID) {
+  const cf::Ref<cf::String> id = cf::String::Create(childID);
+  cf::Ref<cf::Array> fonts = QBFA_CreateArrayForFontsWithID(id.get());
   if (!fonts) {
     if (gLogStuff)
-      hkwprintf("[QB] Could not find font for child %@\n", childID);
+      hkwprintf("[QB] Could not find font for child %@\n", id);
     return;
   }
   if (gLogStuff && fonts->size() >= 2) {
     hkwprintf(
         "[QB] This font child id %@ has multiple (%lu) items. How bizarre, but not unexpected. "
         "%@.\n",
-        childID, static_cast<unsigned long>(fonts->size()), fonts);
+        id, static_cast<unsigned long>(fonts->size()), fonts);
   }
   for (const cf::Ref<cf::Object>& font : *fonts) {
     if (font && font->AsDictionary())
@@ -68,10 +69,10 @@ void AttachFonts(cf::Dictionary* parent, const cf::String* childID) {
   }
 }
 
-void AttachChildSet(cf::Dictionary* containers, cf::Dictionary* parent, const cf::String* childID) {
-  cf::Ref<cf::Object> child(containers->GetDictionary(childID->utf8()));
+void AttachChildSet(cf::Dictionary* containers, cf::Dictionary* parent, std::string_view childID) {
+  cf::Ref<cf::Object> child(containers->GetDictionary(childID));
   if (!child) {
-    hkwprintf("[QB] Can't find child set for %@\n", childID);
+    hkwprintf("[QB] Can't find child set for %@\n", cf::String::Create(childID));
     return;
   }
   cf::Dictionary* childSet = child->AsDictionary();
@@ -103,18 +104,22 @@ int QBFA_AddRelationshipCallback(void* context, int columnCount, char** values, 
       containers != nullptr && parentID ? containers->GetDictionary(*parentID) : nullptr;
   if (parent == nullptr)
     return 0;
-  const auto [childType, childID] = row.Strings<2>({kChildTypeColumn, kChildIDColumn});
+  // Both texts are used as they are; strings are made of them only to be
+  // logged.
+  const std::optional<std::string_view> childType = row.Text(kChildTypeColumn);
+  const std::optional<std::string_view> childID = row.Text(kChildIDColumn);
   if (!childType || !childID)
     return 0;
-  switch (CFStringGetIntValue(*childType)) {
+  switch (cf::IntValue(*childType)) {
     case kFontChild:
-      AttachFonts(parent, childID.get());
+      AttachFonts(parent, *childID);
       break;
     case kSetChild:
-      AttachChildSet(containers, parent, childID.get());
+      AttachChildSet(containers, parent, *childID);
       break;
     default:
-      hkwprintf("[QB] Ignoring %@ for type %@\n", childID, childType);
+      hkwprintf("[QB] Ignoring %@ for type %@\n", cf::String::Create(*childID),
+                cf::String::Create(*childType));
       break;
   }
   return 0;

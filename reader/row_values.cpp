@@ -22,15 +22,12 @@ std::optional<std::string_view> RowValues::Text(std::string_view key) const {
       return std::nullopt;
     return string->utf8();
   }
-  const char* text = FindInRow(key);
-  if (text == nullptr)
-    return std::nullopt;
-  return text;
+  return FindInRow(key);
 }
 
-const char* RowValues::FindInRow(std::string_view key) const {
+std::optional<std::string_view> RowValues::FindInRow(std::string_view key) const {
   if (!shape_)
-    return nullptr;
+    return std::nullopt;
   // The dictionary keeps the last column stored under a key, and stores
   // only what is UTF-8 and not empty.
   for (size_t column = shape_->columns.size(); column-- > 0;) {
@@ -38,37 +35,9 @@ const char* RowValues::FindInRow(std::string_view key) const {
     const char* value = values_[column];
     if (!columnKey || value == nullptr || *value == '\0' || columnKey->view() != key)
       continue;
-    if (cf::IsWellFormedUtf8(value))
-      return value;
+    const std::string_view text = value;
+    if (cf::IsWellFormedUtf8(text))
+      return text;
   }
-  return nullptr;
-}
-
-void RowValues::Strings(std::span<const std::string_view> keys,
-                        cf::Ref<cf::String>* strings) const {
-  if (dictionary_) {
-    for (size_t i = 0; i < keys.size(); ++i) {
-      cf::Object* value = dictionary_->Get(keys[i]);
-      strings[i] = value != nullptr && value->type() == cf::TypeID::kString
-                       ? cf::Ref<cf::String>(static_cast<cf::String*>(value))
-                       : nullptr;
-    }
-    return;
-  }
-  // The texts found go into the run in the keys' order; `strings` holds
-  // nothing yet, so the run is made straight into it and then spread out.
-  std::array<const char*, kMaxKeys> texts;
-  std::array<size_t, kMaxKeys> places;
-  size_t found = 0;
-  for (size_t i = 0; i < keys.size(); ++i) {
-    if (const char* text = FindInRow(keys[i])) {
-      texts[found] = text;
-      places[found++] = i;
-    }
-  }
-  cf::String::CreateRun({texts.data(), found}, strings);
-  for (size_t made = found; made-- > 0;) {
-    if (places[made] != made)
-      strings[places[made]] = std::move(strings[made]);
-  }
+  return std::nullopt;
 }

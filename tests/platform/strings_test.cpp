@@ -1,6 +1,7 @@
 #include "platform/strings.h"
 
 #include <gtest/gtest.h>
+#include <unicode/uchar.h>
 
 #include <climits>
 
@@ -67,6 +68,23 @@ TEST(StringGetIntValueTest, ReadsTheLeadingInteger) {
   };
   for (const auto& [text, expected] : cases) {
     EXPECT_EQ(CFStringGetIntValue(*cf::String::Create(text)), expected) << '"' << text << '"';
+  }
+}
+
+TEST(IntValue, SkipsTheAsciiWhiteSpaceUnicodeKnows) {
+  // Every ASCII byte before a digit: skipped exactly when ICU calls it white
+  // space, else read as a sign, a digit or the end of the number.
+  for (int byte = 0; byte < 0x80; ++byte) {
+    const std::string text = std::string(1, static_cast<char>(byte)) + "5";
+    int expected = 0;
+    if (u_isUWhiteSpace(byte) || byte == '+') {
+      expected = 5;
+    } else if (byte == '-') {
+      expected = -5;
+    } else if (byte >= '0' && byte <= '9') {
+      expected = (byte - '0') * 10 + 5;
+    }
+    EXPECT_EQ(cf::IntValue(text), expected) << "byte " << byte;
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -56,6 +57,30 @@ TEST(StringTest, AcceptsOnlyWellFormedUtf8) {
   };
   for (const Case& c : cases) {
     EXPECT_EQ(String::Create(c.bytes) != nullptr, c.valid) << c.name;
+  }
+}
+
+TEST(StringTest, FindsANonAsciiByteWhereverItIs) {
+  // ASCII is told a word at a time, the last word overlapping the one before
+  // it; every place in and around those words, in a string alone and in a run.
+  for (size_t size = 1; size <= 33; ++size) {
+    for (size_t at = 0; at < size; ++at) {
+      const std::string where = std::to_string(at) + " of " + std::to_string(size);
+      std::string stray(size, 'a');
+      stray[at] = '\x80';  // a trail byte with no lead
+      std::string pair(size, 'a');
+      pair[at] = '\xC3';  // "é" when a trail byte follows, cut short when none does
+      if (at + 1 < size)
+        pair[at + 1] = '\xA9';
+      const bool pair_valid = at + 1 < size;
+      EXPECT_FALSE(String::Create(stray)) << where;
+      EXPECT_EQ(String::Create(pair) != nullptr, pair_valid) << where;
+      const char* texts[] = {stray.c_str(), pair.c_str()};
+      Ref<String> run[2];
+      String::CreateRun(texts, run);
+      EXPECT_FALSE(run[0]) << where;
+      EXPECT_EQ(run[1] != nullptr, pair_valid) << where;
+    }
   }
 }
 
@@ -274,6 +299,91 @@ TEST(ArrayTest, ContainsValueComparesDeeply) {
   };
   for (const auto& [label, value] : absent)
     EXPECT_FALSE(rows->ContainsValue(value.get())) << label;
+}
+
+TEST(StringTest, EqualTextsHashAlikeHoweverMade) {
+  // Every length around the word boundaries, alone and in a run, so that
+  // whatever the padding after the text held before it was made would show.
+  const std::string long_text = "0123456789abcdefghijklmnopqrstuvwxyz";
+  for (size_t size = 0; size <= long_text.size(); ++size) {
+    const std::string text = long_text.substr(0, size);
+    const char* texts[] = {"x", text.c_str()};
+    Ref<String> run[2];
+    String::CreateRun(texts, run);
+    Ref<String> alone = String::Create(text);
+    EXPECT_EQ(alone->Hash(), run[1]->Hash()) << size;
+    EXPECT_TRUE(*alone == *run[1]) << size;
+  }
+}
+
+// A dictionary's hash only rules dictionaries out; those of one hash are
+// still compared in full.
+TEST(ArrayTest, ContainsValueComparesDictionariesOfOneHash) {
+  auto row = [](std::initializer_list<std::pair<const char*, Ref<Object>>> entries) {
+    Ref<Dictionary> dictionary = Dictionary::Create();
+    for (const auto& [key, value] : entries)
+      dictionary->Set(key, value);
+    return dictionary;
+  };
+  // Texts whose size and first and last words agree.
+  const char* middle_a = "/Library/Fonts/A/Helvetica.ttf";
+  const char* middle_b = "/Library/Fonts/B/Helvetica.ttf";
+  struct Case {
+    const char* name;
+    Ref<Dictionary> held, sought;
+    bool same_hash;
+    bool found;
+  };
+  const Case cases[] = {
+      {"equal, entries in another order",
+       row({{"id", MakeString("1")}, {"name", MakeString("Times")}}),
+       row({{"name", MakeString("Times")}, {"id", MakeString("1")}}), true, true},
+      {"lists that differ", row({{"list", ArrayOf({"a"})}}), row({{"list", ArrayOf({"b"})}}), true,
+       false},
+      {"dictionaries that differ", row({{"font", row({{"id", MakeString("1")}})}}),
+       row({{"font", row({{"id", MakeString("2")}})}}), true, false},
+      {"texts that differ in the middle", row({{"path", MakeString(middle_a)}}),
+       row({{"path", MakeString(middle_b)}}), true, false},
+      {"a true against a false", row({{"on", Boolean::True()}}), row({{"on", Boolean::False()}}),
+       false, false},
+      {"values swapped between keys", row({{"a", MakeString("1")}, {"b", MakeString("2")}}),
+       row({{"a", MakeString("2")}, {"b", MakeString("1")}}), false, false},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(c.held->Hash() == c.sought->Hash(), c.same_hash) << c.name;
+    Ref<Array> array = Array::Create();
+    array->Append(MakeString("not a dictionary"));
+    array->Append(c.held);
+    EXPECT_EQ(array->ContainsValue(c.sought.get()), c.found) << c.name;
+  }
+}
+
+TEST(ArrayTest, ContainsValueSeesChangesMadeAfterAHashWasTaken) {
+  Ref<Dictionary> held = Dictionary::Create(), sought = Dictionary::Create();
+  const Key id("id");
+  held->Set(id, MakeString("1"));
+  sought->Set(id, MakeString("2"));
+  Ref<Array> list = Array::Create();
+  held->Set("list", list);
+  sought->Set("list", ArrayOf({}));
+  Ref<Array> array = Array::Create();
+  array->Append(held);
+  EXPECT_FALSE(array->ContainsValue(sought.get())) << "both hashes taken now";
+
+  const std::pair<const char*, std::function<void()>> steps[] = {
+      {"a value replaced in the held one", [&] { held->Set(id, MakeString("2")); }},
+      {"an entry added to the sought one", [&] { sought->Set("style", MakeString("Bold")); }},
+      {"the same entry added to the held one", [&] { held->Set("style", MakeString("Bold")); }},
+      {"a nested list grown", [&] { list->Append(MakeString("x")); }},
+      {"the other nested list grown alike",
+       [&] { sought->GetArray("list")->Append(MakeString("x")); }},
+  };
+  const bool found_after[] = {true, false, true, false, true};
+  for (size_t i = 0; i < std::size(steps); ++i) {
+    steps[i].second();
+    EXPECT_EQ(array->ContainsValue(sought.get()), found_after[i]) << steps[i].first;
+    EXPECT_EQ(Equal(held.get(), sought.get()), found_after[i]) << steps[i].first;
+  }
 }
 
 class CollectorTest : public ::testing::Test {

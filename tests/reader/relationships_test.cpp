@@ -61,6 +61,17 @@ class Relationships : public testing::Test {
   cf::Ref<cf::Dictionary> containers_;
 };
 
+// Outside a scan of the links each link finds its parent anew, so a set
+// replaced in the map between two links is the one the second one finds.
+TEST_F(Relationships, EachLinkOutsideAScanFindsItsParentAnew) {
+  Link("1", "2", "2");
+  cf::Ref<cf::Dictionary> before(Set("1"));
+  containers_->Set("1", MakeSet("1", "Replaced"));
+  Link("1", "2", "3");
+  EXPECT_EQ(Strings("1", kChildrenKey), std::vector<std::string>{"3"});
+  EXPECT_EQ(before->GetArray(kChildrenKey)->size(), 1u) << "the first link's parent, untouched";
+}
+
 TEST_F(Relationships, ChildSetsAreSharedAndMarked) {
   gLogStuff = true;
   CapturedLog log;

@@ -9,6 +9,7 @@
 #include "state.h"
 #include "tests/core/plugin_test_support.h"
 #include "tests/reader/row.h"
+#include "tests/support/environment.h"
 
 namespace {
 
@@ -154,6 +155,51 @@ TEST(CopyFontSets, RereadingAnUnchangedDatabaseGivesAnEqualTree) {
   ASSERT_TRUE(first);
   EXPECT_NE(first.get(), second.get());
   EXPECT_TRUE(cf::Equal(first.get(), second.get()));
+}
+
+// Every font path of the tree, through sets and their children.
+void CollectFontPaths(const cf::Object* value, std::vector<std::string>* paths) {
+  if (const cf::Array* array = value->AsArray()) {
+    for (const cf::Ref<cf::Object>& item : *array)
+      CollectFontPaths(item.get(), paths);
+    return;
+  }
+  const cf::Dictionary* dictionary = value->AsDictionary();
+  if (dictionary == nullptr)
+    return;
+  if (const cf::String* path = dictionary->GetString(kQBFontInfoFilePath))
+    paths->emplace_back(path->utf8());
+  for (const char* key : {"Fonts", "Children"}) {
+    if (const cf::Object* links = dictionary->Get(key))
+      CollectFontPaths(links, paths);
+  }
+}
+
+TEST(CopyFontSets, ExpandsFontPathsToTheHomeOfEachRead) {
+  SearchPlaces places;
+  places.PutDatabase(Place::kLocal, "basic");
+  const struct {
+    const char* home;
+    const char* prefix;
+  } reads[] = {
+      {"/home/first", "/home/first/Library/"},
+      {"/home/second/", "/home/second/Library/"},
+      {"/", "/Library/"},
+  };
+  for (const auto& read : reads) {
+    qbfa_test::ScopedEnvironmentVariable home("HOME", read.home);
+    cf::Ref<cf::Array> sets = QBFA_CopyFontSets();
+    ASSERT_TRUE(sets) << read.home;
+    std::vector<std::string> paths;
+    CollectFontPaths(sets.get(), &paths);
+    ASSERT_FALSE(paths.empty());
+    size_t expanded = 0;
+    for (const std::string& path : paths) {
+      EXPECT_NE(path.front(), '~') << path;
+      expanded += path.starts_with(read.prefix);
+    }
+    EXPECT_GT(expanded, 0u) << read.home;
+  }
 }
 
 TEST(CopyFontSetContainers, LeavesTheConnectionOpen) {

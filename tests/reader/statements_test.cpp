@@ -3,9 +3,11 @@
 // without a text.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
+#include "platform/description.h"
 #include "reader/font_lookup.h"
 #include "reader/records.h"
 #include "reader/relationships.h"
@@ -13,6 +15,7 @@
 #include "state.h"
 #include "tests/core/plugin_test_support.h"
 #include "tests/reader/fake_sqlite.h"
+#include "tests/reader/row.h"
 #include "watch/watcher.h"
 
 // The connect's watcher start is replaced in every test; this only links.
@@ -68,6 +71,30 @@ TEST_F(Statements, OneScanOfSetsAndRelAndOneLookupPerFontLink) {
             (std::vector<std::string>{kSets, kRel, FontsWithID("10"), FontsWithID("10"),
                                       FontsWithID("it's")}));
   EXPECT_EQ(db, nullptr);
+}
+
+// Links come mostly grouped by parent; whatever their order, each font
+// goes to the set its link names, by the id's whole text.
+TEST_F(Statements, EveryLinkFindsItsOwnParentInAnyOrder) {
+  fake_sqlite::SetAnswer(kSets,
+                         Answer{{SetRow("1", "One"), SetRow("10", "Ten"), SetRow("2", "Two")}});
+  fake_sqlite::SetAnswer(
+      kRel, Answer{{RelRow("1", "1", "a"), RelRow("1", "1", "b"), RelRow("10", "1", "c"),
+                    RelRow("1", "1", "d"), RelRow("01", "1", "e"), RelRow("2", "1", "b"),
+                    RelRow("2", "1", "f"), RelRow("10", "1", "a")}});
+  for (const char* id : {"a", "b", "c", "d", "e", "f"})
+    fake_sqlite::SetAnswer(FontsWithID(id), Answer{{FontRow(id, id)}});
+  cf::Ref<cf::Array> sets = QBFA_CopyFontSets();
+  ASSERT_TRUE(sets);
+  std::map<std::string, std::vector<std::string>> fonts;
+  for (const cf::Ref<cf::Object>& set : *sets) {
+    const cf::Dictionary* dictionary = set->AsDictionary();
+    std::vector<std::string>& ids = fonts[std::string(dictionary->GetString("id")->utf8())];
+    for (const cf::Ref<cf::Object>& font : *dictionary->GetArray(kFontsKey))
+      ids.emplace_back(font->AsDictionary()->GetString("id")->utf8());
+  }
+  EXPECT_EQ(fonts, (std::map<std::string, std::vector<std::string>>{
+                       {"1", {"a", "b", "d"}}, {"10", {"c", "a"}}, {"2", {"b", "f"}}}));
 }
 
 TEST_F(Statements, FailedSetsQueryKeepsTheRowsReadBeforeIt) {
@@ -160,6 +187,15 @@ TEST_F(Statements, FontIdBufferHasNoByteToSpareForTheNul) {
     QBFA_CreateArrayForFontsWithID(cf::String::Create(c.id).get());
     EXPECT_EQ(fake_sqlite::Statements(), std::vector<std::string>{FontsWithID(c.looked_up)})
         << c.id;
+    // A link row's id, which is looked up from the row's text, alike.
+    fake_sqlite::Reset();
+    fake_sqlite::SetAnswer(kSets, Answer{{SetRow("1", "Root")}});
+    fake_sqlite::SetAnswer(kRel, Answer{{RelRow("1", "1", c.id)}});
+    QBFA_CopyFontSets();
+    db = fake_sqlite::Handle();
+    EXPECT_EQ(fake_sqlite::Statements(),
+              (std::vector<std::string>{kSets, kRel, FontsWithID(c.looked_up)}))
+        << c.id << " in a link";
   }
 }
 
@@ -180,7 +216,16 @@ TEST_F(Statements, SeveralFontsForOneLinkAreAllKeptOnceAndLogged) {
   EXPECT_EQ(fonts->at(0)->AsDictionary()->GetString(kQBFontInfoPostScriptName)->utf8(), "Regular");
   EXPECT_EQ(fonts->at(1)->AsDictionary()->GetString(kQBFontInfoPostScriptName)->utf8(), "Italic");
   const std::string text = log.Take();
-  const std::string multiple = "[QB] This font child id 10 has multiple (3) items.";
+  // The line shows the rows found for that one link, as they were made.
+  cf::Ref<cf::Array> found = cf::Array::Create();
+  for (const char* name : {"Regular", "Italic", "Regular"}) {
+    qbfa_test::Row row{
+        {"id", "10"}, {"font_displayName", name}, {"font_type", "(OTF)"}, {"font_path", "/f.otf"}};
+    found->Append(QBFA_CopyDictFromRow(row.count(), row.values(), row.names()));
+  }
+  const std::string multiple =
+      "[QB] This font child id 10 has multiple (3) items. How bizarre, but not unexpected. " +
+      cf::Describe(found.get()) + ".\n";
   size_t first = text.find(multiple);
   ASSERT_NE(first, std::string::npos) << text;
   EXPECT_NE(text.find(multiple, first + 1), std::string::npos) << "once per link";
