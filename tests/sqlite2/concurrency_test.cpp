@@ -233,11 +233,17 @@ TEST(Locking, ReadsBesideAWriterSeeOnlyCommittedVersions) {
   }
   WriteBytes(path, images[0]);
 
+  // Every writer is forked here, while this is the only thread: a child
+  // forked beside a thread that holds the allocator's lock (the reads
+  // below allocate all the time) may wait for it forever, as it does under
+  // AddressSanitizer. Each child opens the file and waits for its steps.
+  std::vector<std::unique_ptr<WriterProcess>> writers(kVersions);
+  for (int v = 1; v < kVersions; ++v)
+    ASSERT_TRUE(WriterProcess::Start(path, images[v], {}, &writers[v]).ok()) << "version " << v;
+
   // Runs in its own thread, so it reports failures instead of asserting.
   auto commit = [&](int v) {
-    std::unique_ptr<WriterProcess> writer;
-    if (!WriterProcess::Start(path, images[v], {}, &writer).ok())
-      return false;
+    WriterProcess* writer = writers[v].get();
     Status status;
     while ((status = writer->Run(Step::kLock)).rc == SQLITE_BUSY)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
