@@ -9,7 +9,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -446,11 +445,56 @@ Key::Key(std::string_view text)
 
 // Dictionary
 
-// Looks keys up by their text. The views point into the entries' keys,
-// whose text stays where it is for as long as the entry holds the key.
+// Finds entries by their key's text: an open-addressed table, at most half
+// full, of entry positions beside their keys' hashes. A big dictionary is
+// the map of every set by id, looked up once per link; a slot costs a probe
+// no more than one cache line, and an entry is read only when the hashes
+// agree. Keys are never removed one by one, so no slot is ever vacated.
 class Dictionary::Index {
  public:
-  std::unordered_map<std::string_view, size_t> positions;
+  // Adds the entry at `position`, whose key no other entry has.
+  void Add(const Entry* entries, size_t position) {
+    if (2 * (used_ + 1) > slots_.size())
+      Rebuild(entries, position, std::max<size_t>(64, 2 * slots_.size()));
+    Place(entries[position].key.hash(), position);
+  }
+
+  size_t Find(const Entry* entries, std::string_view key, size_t hash) const {
+    const size_t mask = slots_.size() - 1;
+    for (size_t i = hash & mask;; i = (i + 1) & mask) {
+      const Slot& slot = slots_[i];
+      if (slot.position == kEmpty)
+        return kNowhere;
+      if (slot.hash == hash && entries[slot.position].key.view() == key)
+        return slot.position;
+    }
+  }
+
+ private:
+  static constexpr size_t kEmpty = SIZE_MAX;
+  struct Slot {
+    size_t hash;
+    size_t position = kEmpty;
+  };
+
+  void Place(size_t hash, size_t position) {
+    const size_t mask = slots_.size() - 1;
+    size_t i = hash & mask;
+    while (slots_[i].position != kEmpty)
+      i = (i + 1) & mask;
+    slots_[i] = {hash, position};
+    ++used_;
+  }
+  // Room for `size` slots (a power of two), holding the entries before `end`.
+  void Rebuild(const Entry* entries, size_t end, size_t size) {
+    slots_.assign(size, Slot{});
+    used_ = 0;
+    for (size_t position = 0; position < end; ++position)
+      Place(entries[position].key.hash(), position);
+  }
+
+  std::vector<Slot> slots_;
+  size_t used_ = 0;
 };
 
 Dictionary::Dictionary(size_t capacity)
@@ -464,10 +508,8 @@ Ref<Dictionary> Dictionary::Create(size_t capacity) {
 }
 
 size_t Dictionary::PositionOf(std::string_view key) const {
-  if (index_) {
-    auto found = index_->positions.find(key);
-    return found == index_->positions.end() ? kNowhere : found->second;
-  }
+  if (index_)
+    return index_->Find(entries_.begin(), key, std::hash<std::string_view>()(key));
   for (size_t i = 0; i < entries_.size(); ++i) {
     if (entries_[i].key.view() == key)
       return i;
@@ -477,7 +519,7 @@ size_t Dictionary::PositionOf(std::string_view key) const {
 
 size_t Dictionary::PositionOf(const Key& key) const {
   if (index_)
-    return PositionOf(key.view());
+    return index_->Find(entries_.begin(), key.view(), key.hash());
   for (size_t i = 0; i < entries_.size(); ++i) {
     if (entries_[i].key == key)
       return i;
@@ -576,12 +618,12 @@ void Dictionary::Replace(size_t position, Ref<Object> value) {
 
 void Dictionary::IndexLastEntry() {
   if (index_) {
-    index_->positions.emplace(entries_[entries_.size() - 1].key.view(), entries_.size() - 1);
+    index_->Add(entries_.begin(), entries_.size() - 1);
     return;
   }
   index_ = std::make_unique<Index>();
   for (size_t i = 0; i < entries_.size(); ++i)
-    index_->positions.emplace(entries_[i].key.view(), i);
+    index_->Add(entries_.begin(), i);
 }
 
 void Dictionary::ForEachChild(void (*visit)(Object*, void*), void* context) {

@@ -96,7 +96,17 @@ TEST(DictionaryTest, KeepsInsertionOrderAndReplacesInPlace) {
   // dictionary's own block and move out when they outgrow it. All must
   // behave alike, and a key reaches its entry as text, as a shared key made
   // for it or as another key of the same text.
-  for (auto [count, capacity] : {std::pair{3, 0}, {3, 3}, {3, 8}, {5, 2}, {200, 0}, {200, 16}}) {
+  // The counts cross the size at which the index is made (16) and those at
+  // which it grows (32, 64, 128, 256, ...).
+  for (auto [count, capacity] : {std::pair{3, 0},
+                                 {3, 3},
+                                 {3, 8},
+                                 {5, 2},
+                                 {17, 0},
+                                 {33, 0},
+                                 {200, 0},
+                                 {200, 16},
+                                 {1500, 0}}) {
     SCOPED_TRACE(testing::Message() << count << " entries, room for " << capacity);
     Ref<Dictionary> dictionary = Dictionary::Create(capacity);
     std::vector<std::string> expected;
@@ -120,6 +130,13 @@ TEST(DictionaryTest, KeepsInsertionOrderAndReplacesInPlace) {
     EXPECT_EQ(dictionary->Get("key0"), nullptr);
     EXPECT_EQ(dictionary->Get(Key("key0")), nullptr);
     EXPECT_EQ(dictionary->GetArray("key1"), nullptr);
+    for (int i = 3; i <= count; ++i) {
+      const std::string key = "key" + std::to_string(i);
+      ASSERT_NE(dictionary->GetString(key), nullptr) << key;
+      EXPECT_EQ(dictionary->GetString(key)->utf8(), i == count ? "first again" : std::to_string(i));
+      EXPECT_EQ(dictionary->Get(Key(key)), dictionary->Get(key));
+      EXPECT_EQ(dictionary->Get(key + "x"), nullptr);
+    }
   }
 }
 
