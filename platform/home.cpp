@@ -51,38 +51,22 @@ std::optional<std::string> HomeFolderOfUser(std::string_view name) {
       });
 }
 
-bool TildeExpander::AppendExpanded(std::string_view path, std::string* out) {
-  if (!path.starts_with('~'))
-    return false;
-  const size_t slash = path.find('/');
-  const std::string_view user =
-      path.substr(1, slash == std::string_view::npos ? std::string_view::npos : slash - 1);
-  std::optional<std::string> named_home;
-  if (!user.empty()) {
-    named_home = HomeFolderOfUser(user);
-  } else if (!current_home_) {
-    current_home_ = CurrentUserHomeFolder();
-  }
-  const std::optional<std::string>& found = user.empty() ? *current_home_ : named_home;
-  if (!found)
-    return false;
-  // "/home/me/" and "~/x" must not give a doubled slash; a home of "/" leaves "".
-  std::string_view home = *found;
-  while (!home.empty() && home.back() == '/')
-    home.remove_suffix(1);
-  const std::string_view rest = slash == std::string_view::npos ? "" : path.substr(slash);
-  if (home.empty() && rest.empty()) {
-    out->push_back('/');
-  } else {
-    out->append(home);
-    out->append(rest);
-  }
-  return true;
-}
-
 cf::Ref<cf::String> StringByExpandingTildeInPath(const cf::String& path) {
-  std::string expanded;
-  if (!TildeExpander().AppendExpanded(path.utf8(), &expanded))
-    return cf::String::Create(path.utf8());
-  return cf::String::Create(expanded);
+  const std::string_view text = path.utf8();
+  if (!path.HasPrefix("~"))
+    return cf::String::Create(text);
+  size_t slash = text.find('/');
+  std::string_view user =
+      text.substr(1, slash == std::string_view::npos ? std::string_view::npos : slash - 1);
+  std::optional<std::string> home = user.empty() ? CurrentUserHomeFolder() : HomeFolderOfUser(user);
+  if (!home)
+    return cf::String::Create(text);
+  // "/home/me/" and "~/x" must not give a doubled slash; a home of "/" leaves "".
+  while (!home->empty() && home->back() == '/')
+    home->pop_back();
+  const std::string_view rest = slash == std::string_view::npos ? "" : text.substr(slash);
+  if (home->empty() && rest.empty())
+    return cf::String::Create("/");
+  home->append(rest);
+  return cf::String::Create(*home);
 }

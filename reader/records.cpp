@@ -2,14 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
-#include <string>
 #include <vector>
 
+#include "core/location.h"
 #include "hookwright/hkwprintf.h"
 #include "platform/description.h"
-#include "platform/utf8.h"
-#include "reader/font_paths.h"
 #include "reader/row_columns.h"
 
 namespace {
@@ -44,56 +41,33 @@ cf::Ref<cf::String> MappedFontFormat(const char* label) {
   return unknown;
 }
 
+// A font path that starts with a tilde, with the tilde expanded when it
+// names a home folder. Null when the path is not UTF-8.
+cf::Ref<cf::String> ExpandedPath(const char* text) {
+  cf::Ref<cf::String> path = cf::String::Create(text);
+  if (!path)
+    return nullptr;
+  cf::Ref<cf::String> expanded = QBFA_CopyExpandedString(path.get());
+  if (!expanded || cf::Equal(expanded.get(), path.get()))
+    return path;
+  return expanded;
+}
+
 // Whether a column's text, when it is not empty, becomes a string of the
-// row's run: all but font formats, which are mapped to shared strings.
-bool MadeInRun(const RowColumn& column) {
-  return column.treatment != Treatment::kFontFormat;
+// row's own as it is read; a font format is mapped and a font path that
+// starts with a tilde expanded instead.
+bool TakenAsRead(const RowColumn& column, const char* text) {
+  return column.treatment == Treatment::kAsRead ||
+         (column.treatment == Treatment::kTildePath && *text != '~');
+}
+
+// The value of a column that is not taken as read.
+cf::Ref<cf::String> TreatedValue(const RowColumn& column, const char* text) {
+  return column.treatment == Treatment::kFontFormat ? MappedFontFormat(text) : ExpandedPath(text);
 }
 
 // Row strings are made in runs of this many columns at most.
 constexpr size_t kRun = 16;
-
-// The texts of one run. A font path with a leading tilde goes in expanded,
-// its text kept here until the run is made: in one buffer that only grows,
-// so a read of many such paths allocates for the first few alone.
-class RunTexts {
- public:
-  RunTexts() { Expansions().clear(); }
-
-  void Add(const RowColumn& column, const char* text) {
-    if (column.treatment == Treatment::kTildePath && *text == '~' && cf::IsWellFormedUtf8(text)) {
-      std::string& expansions = Expansions();
-      const size_t at = expansions.size();
-      if (AppendExpandedFontPath(text, &expansions)) {
-        expansions.push_back('\0');
-        expanded_[expanded_count_++] = {size_, at};
-        text = nullptr;  // Set once the buffer has stopped growing.
-      }
-    }
-    texts_[size_++] = text;
-  }
-
-  std::span<const char* const> Texts() {
-    for (size_t i = 0; i < expanded_count_; ++i)
-      texts_[expanded_[i].text] = Expansions().data() + expanded_[i].offset;
-    return {texts_.data(), size_};
-  }
-
- private:
-  struct Expanded {
-    size_t text;
-    size_t offset;
-  };
-  static std::string& Expansions() {
-    // Never destroyed, like the row shapes; rows are converted on one thread.
-    static std::string* expansions = new std::string;
-    return *expansions;
-  }
-  std::array<const char*, kRun> texts_;
-  std::array<Expanded, kRun> expanded_;
-  size_t size_ = 0;
-  size_t expanded_count_ = 0;
-};
 
 }  // namespace
 
@@ -105,33 +79,35 @@ cf::Ref<cf::Dictionary> QBFA_CopyDictFromRow(int columnCount, char** values, cha
   if (!row)
     return nullptr;
   const std::vector<RowColumn>& columns = RowShapeNamed(columnCount, names)->columns;
-  // Texts become strings a run at a time, one allocation for a whole row of
-  // the usual size. Empty ones would be left out anyway.
+  // Texts taken as read become strings a run at a time, one allocation for
+  // a whole row of the usual size. Empty ones would be left out anyway.
   // A column holds something the dictionary can keep: a value, and a name that is UTF-8.
   auto usable = [&](size_t column) { return values[column] != nullptr && columns[column].key; };
-  auto in_run = [&](size_t column) {
-    return usable(column) && *values[column] != '\0' && MadeInRun(columns[column]);
+  auto as_read = [&](size_t column) {
+    return usable(column) && *values[column] != '\0' &&
+           TakenAsRead(columns[column], values[column]);
   };
   unsigned held = 0;
   for (size_t start = 0; start < count; start += kRun) {
     const size_t end = std::min(count, start + kRun);
-    RunTexts texts;
+    std::array<const char*, kRun> texts;
+    size_t made = 0;
     for (size_t column = start; column < end; ++column) {
-      if (in_run(column))
-        texts.Add(columns[column], values[column]);
+      if (as_read(column))
+        texts[made++] = values[column];
     }
     std::array<cf::Ref<cf::String>, kRun> strings;
-    cf::String::CreateRun(texts.Texts(), strings.data());
+    cf::String::CreateRun({texts.data(), made}, strings.data());
     size_t next = 0;
     for (size_t column = start; column < end; ++column) {
       const RowColumn& known = columns[column];
       if (!usable(column))
         continue;
       cf::Ref<cf::String> value;
-      if (in_run(column)) {
+      if (as_read(column)) {
         value = std::move(strings[next++]);
-      } else if (!MadeInRun(known)) {
-        value = MappedFontFormat(values[column]);
+      } else if (!TakenAsRead(known, values[column])) {
+        value = TreatedValue(known, values[column]);
       }
       if (!value)
         continue;

@@ -4,7 +4,6 @@
 #include "hookwright/hkwprintf.h"
 #include "platform/description.h"
 #include "platform/strings.h"
-#include "reader/font_paths.h"
 #include "reader/records.h"
 #include "reader/relationships.h"
 #include "state.h"
@@ -68,7 +67,6 @@ cf::Ref<cf::Dictionary> QBFA_CopyFontSetContainers() {
 }
 
 cf::Ref<cf::Array> QBFA_CopyFontSets() {
-  const OneHomePerRead home;
   if (db == nullptr) {
     QBFA_ConnectToDatabase();
     if (db == nullptr)

@@ -64,37 +64,6 @@ INSTANTIATE_TEST_SUITE_P(
         TildeCase{"HomeEmpty", "", "~/x", "<me>/x"}),
     [](const testing::TestParamInfo<TildeCase>& info) { return std::string(info.param.name); });
 
-TEST(TildeExpander, LooksTheCurrentHomeUpOnceAndEveryNamedUserEachTime) {
-  const std::string root = PasswordHome(getpwnam("root"));
-  std::optional<qbfa_test::ScopedEnvironmentVariable> home;
-  home.emplace("HOME", "/home/first");
-  TildeExpander expander;
-  struct Step {
-    const char* home;  // $HOME from this step on
-    const char* path;
-    bool expanded;
-    std::string appended;
-  };
-  const Step steps[] = {
-      {"/home/first", "/Library/x", false, ""},
-      {"/home/second", "~/x", true, "/home/second/x"},
-      {"/home/third", "~", true, "/home/second"},
-      {"/home/third", "~root/y", true, root + "/y"},
-      {"/home/third", "~nosuchuser-qbfa/z", false, ""},
-      {"/home/third", "~/z", true, "/home/second/z"},
-  };
-  for (const Step& step : steps) {
-    home.reset();
-    home.emplace("HOME", step.home);
-    std::string out = "kept:";
-    EXPECT_EQ(expander.AppendExpanded(step.path, &out), step.expanded) << step.path;
-    EXPECT_EQ(out, "kept:" + step.appended) << step.path;
-  }
-  std::string fresh;
-  EXPECT_TRUE(TildeExpander().AppendExpanded("~/z", &fresh));
-  EXPECT_EQ(fresh, "/home/third/z") << "another expander looks again";
-}
-
 TEST(HomeFolderOfUser, KnowsOnlyUsersOfThePasswordDatabase) {
   EXPECT_EQ(HomeFolderOfUser("root"), PasswordHome(getpwnam("root")));
   EXPECT_EQ(HomeFolderOfUser("nosuchuser-qbfa"), std::nullopt);
