@@ -79,10 +79,11 @@ cf::Ref<cf::Dictionary> QBFA_CopyDictFromRow(int columnCount, char** values, cha
   if (!row)
     return nullptr;
   const std::vector<RowColumn>& columns = RowShapeNamed(columnCount, names)->columns;
+  // A column holds something the dictionary can keep: a value, and a name
+  // that is UTF-8.
+  auto usable = [&](size_t column) { return values[column] != nullptr && columns[column].key; };
   // Texts taken as read become strings a run at a time, one allocation for
   // a whole row of the usual size. Empty ones would be left out anyway.
-  // A column holds something the dictionary can keep: a value, and a name that is UTF-8.
-  auto usable = [&](size_t column) { return values[column] != nullptr && columns[column].key; };
   auto as_read = [&](size_t column) {
     return usable(column) && *values[column] != '\0' &&
            TakenAsRead(columns[column], values[column]);
