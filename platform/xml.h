@@ -16,7 +16,9 @@ std::optional<std::string> CFPropertyListCreateXMLData(const cf::Object* root);
 
 // Parses an XML (or binary) property list back into values. Null when the
 // bytes are not a property list, or hold a type the value model lacks
-// (numbers, dates and data among them).
-cf::Ref<cf::Object> CFPropertyListCreateFromXMLData(std::string_view bytes);
+// (numbers, dates and data among them); then `*errorString`, when given,
+// says why.
+cf::Ref<cf::Object> CFPropertyListCreateFromXMLData(std::string_view bytes,
+                                                    std::string* errorString = nullptr);
 
 #endif  // PLATFORM_XML_H_

@@ -1,0 +1,24 @@
+// Values from libplist's nodes: the bridge for the property lists that
+// libplist still reads for us (the binary form).
+#ifndef PLATFORM_LIBPLIST_VALUES_H_
+#define PLATFORM_LIBPLIST_VALUES_H_
+
+#include <plist/plist.h>
+
+#include "platform/values.h"
+
+namespace cf {
+
+// Containers nested deeper than this are refused, by libplist's readers and
+// by ours alike: every reader and writer of the value model recurses or
+// keeps a path no longer than this.
+inline constexpr int kMaxPropertyListDepth = 512;
+
+// The value that `node` stands for, or null when it holds a type the value
+// model lacks (numbers, dates, data among them), a key or string that is not
+// well-formed UTF-8, or containers nested past kMaxPropertyListDepth.
+Ref<Object> CreateValueFromPlistNode(plist_t node);
+
+}  // namespace cf
+
+#endif  // PLATFORM_LIBPLIST_VALUES_H_

@@ -1,0 +1,145 @@
+#include "platform/plist_binary_reader.h"
+
+#include <plist/plist.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "platform/libplist_values.h"
+
+namespace {
+
+uint64_t ReadBigEndian(std::string_view bytes, size_t at, size_t size) {
+  uint64_t value = 0;
+  for (size_t i = 0; i < size; ++i)
+    value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
+  return value;
+}
+
+// How deeply the containers of a binary property list nest (longest chain of
+// references from the top object), or -1 when its tables are inconsistent
+// or its references form a cycle. Walks iteratively, so depth costs no stack.
+int BinaryNestingDepth(std::string_view data) {
+  constexpr size_t kTrailerSize = 32;
+  if (data.size() < 8 + kTrailerSize)
+    return -1;
+  size_t trailer = data.size() - kTrailerSize;
+  size_t offset_size = static_cast<unsigned char>(data[trailer + 6]);
+  size_t ref_size = static_cast<unsigned char>(data[trailer + 7]);
+  uint64_t count = ReadBigEndian(data, trailer + 8, 8);
+  uint64_t top = ReadBigEndian(data, trailer + 16, 8);
+  uint64_t table = ReadBigEndian(data, trailer + 24, 8);
+  if (offset_size < 1 || offset_size > 8 || ref_size < 1 || ref_size > 8)
+    return -1;
+  if (top >= count || table > trailer || count > (trailer - table) / offset_size)
+    return -1;
+
+  // The references an object holds, when it is a container; false when the
+  // object does not fit in the data.
+  auto children = [&](uint64_t object, std::vector<uint64_t>* refs) {
+    refs->clear();
+    uint64_t at = ReadBigEndian(data, table + object * offset_size, offset_size);
+    if (at >= trailer)
+      return false;
+    unsigned char marker = static_cast<unsigned char>(data[at]);
+    unsigned kind = marker >> 4;
+    if (kind != 0xA && kind != 0xC && kind != 0xD)
+      return true;  // Not a container.
+    uint64_t length = marker & 0xF;
+    ++at;
+    if (length == 0xF) {  // The length follows as an integer object.
+      if (at >= trailer)
+        return false;
+      unsigned char int_marker = static_cast<unsigned char>(data[at]);
+      size_t int_size = size_t{1} << (int_marker & 0xF);
+      if ((int_marker >> 4) != 0x1 || int_size > 8 || trailer - at - 1 < int_size)
+        return false;
+      length = ReadBigEndian(data, at + 1, int_size);
+      at += 1 + int_size;
+    }
+    uint64_t ref_count = kind == 0xD ? length * 2 : length;
+    if (length > trailer || ref_count > (trailer - at) / ref_size)
+      return false;
+    for (uint64_t i = 0; i < ref_count; ++i) {
+      uint64_t ref = ReadBigEndian(data, at + i * ref_size, ref_size);
+      if (ref >= count)
+        return false;
+      refs->push_back(ref);
+    }
+    return true;
+  };
+
+  enum : uint8_t { kUnseen, kOnPath, kDone };
+  std::vector<uint8_t> state(count, kUnseen);
+  std::vector<int> depth(count, 0);
+  struct Frame {
+    uint64_t object;
+    std::vector<uint64_t> refs;
+    size_t next = 0;
+  };
+  std::vector<Frame> path;
+  auto enter = [&](uint64_t object) {
+    path.push_back(Frame{object, {}});
+    state[object] = kOnPath;
+    return children(object, &path.back().refs);
+  };
+  if (!enter(top))
+    return -1;
+  while (!path.empty()) {
+    Frame& frame = path.back();
+    if (frame.next == frame.refs.size()) {
+      int deepest = 0;
+      for (uint64_t ref : frame.refs)
+        deepest = std::max(deepest, depth[ref]);
+      depth[frame.object] = frame.refs.empty() ? 0 : deepest + 1;
+      state[frame.object] = kDone;
+      path.pop_back();
+      continue;
+    }
+    uint64_t child = frame.refs[frame.next++];
+    if (state[child] == kOnPath)
+      return -1;
+    if (state[child] == kUnseen && !enter(child))
+      return -1;
+  }
+  return depth[top];
+}
+
+void SetWhy(std::string* why, const char* text) {
+  if (why != nullptr)
+    *why = text;
+}
+
+}  // namespace
+
+bool IsBinaryPropertyList(std::string_view bytes) {
+  return bytes.size() <= UINT32_MAX &&
+         plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size()));
+}
+
+cf::Ref<cf::Object> ReadBinaryPropertyList(std::string_view bytes, std::string* why) {
+  // libplist reads nested containers recursively: the depth is measured
+  // first, iteratively, so that no input can exhaust the stack.
+  const int depth = BinaryNestingDepth(bytes);
+  if (depth < 0) {
+    SetWhy(why, "damaged binary property list (its tables or references are inconsistent)");
+    return nullptr;
+  }
+  if (depth > cf::kMaxPropertyListDepth) {
+    SetWhy(why, "binary property list nested too deeply");
+    return nullptr;
+  }
+  plist_t parsed = nullptr;
+  plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &parsed);
+  if (parsed == nullptr) {
+    SetWhy(why, "damaged binary property list");
+    return nullptr;
+  }
+  cf::Ref<cf::Object> value = cf::CreateValueFromPlistNode(parsed);
+  plist_free(parsed);
+  if (!value)
+    SetWhy(why, "binary property list holding a value other than strings, booleans, arrays "
+                "and dictionaries, or text that is not UTF-8");
+  return value;
+}

@@ -1,0 +1,19 @@
+// Binary property lists ("bplist00"), read through libplist.
+#ifndef PLATFORM_PLIST_BINARY_READER_H_
+#define PLATFORM_PLIST_BINARY_READER_H_
+
+#include <string>
+#include <string_view>
+
+#include "platform/values.h"
+
+// True when `bytes` begin as a binary property list does.
+bool IsBinaryPropertyList(std::string_view bytes);
+
+// The value of a binary property list, or null with `*why` (when given)
+// saying what is wrong: tables that point outside the data, references that
+// form a cycle, nesting past cf::kMaxPropertyListDepth, or a type the value
+// model lacks.
+cf::Ref<cf::Object> ReadBinaryPropertyList(std::string_view bytes, std::string* why);
+
+#endif  // PLATFORM_PLIST_BINARY_READER_H_
