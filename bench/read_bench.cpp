@@ -114,7 +114,7 @@ void Serialise(benchmark::State& state, FontIds ids) {
   const cf::Ref<cf::Array> sets = ReadSets(LibraryOf(static_cast<int>(state.range(0)), ids));
   size_t bytes = 0;
   for (auto _ : state) {
-    std::optional<std::string> xml = CFPropertyListCreateXMLData(sets.get());
+    std::optional<cf::Data> xml = CFPropertyListCreateXMLData(sets.get());
     bytes = xml ? xml->size() : 0;
     benchmark::DoNotOptimize(xml);
   }

@@ -48,7 +48,7 @@ int Read(const ReadOptions& options) {
   }
   cf::Ref<cf::Array> sets = QBFA_CopyFontSets();
   CloseDatabase();
-  std::optional<std::string> xml = CFPropertyListCreateXMLData(sets.get());
+  std::optional<cf::Data> xml = CFPropertyListCreateXMLData(sets.get());
   if (!xml)
     return kNothingToPublish;
   std::fwrite(xml->data(), 1, xml->size(), stdout);

@@ -9,11 +9,6 @@
 
 namespace cf {
 
-// Containers nested deeper than this are refused, by libplist's readers and
-// by ours alike: every reader and writer of the value model recurses or
-// keeps a path no longer than this.
-inline constexpr int kMaxPropertyListDepth = 512;
-
 // The value that `node` stands for, or null when it holds a type the value
 // model lacks (numbers, dates, data among them), a key or string that is not
 // well-formed UTF-8, or containers nested past kMaxPropertyListDepth.

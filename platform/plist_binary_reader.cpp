@@ -139,7 +139,8 @@ cf::Ref<cf::Object> ReadBinaryPropertyList(std::string_view bytes, std::string* 
   cf::Ref<cf::Object> value = cf::CreateValueFromPlistNode(parsed);
   plist_free(parsed);
   if (!value)
-    SetWhy(why, "binary property list holding a value other than strings, booleans, arrays "
-                "and dictionaries, or text that is not UTF-8");
+    SetWhy(why,
+           "binary property list holding a value other than strings, booleans, arrays "
+           "and dictionaries, or text that is not UTF-8");
   return value;
 }

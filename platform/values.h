@@ -522,6 +522,11 @@ inline void Release(Object* object) {
 // are equal; null and non-null are not.
 bool Equal(const Object* a, const Object* b);
 
+// Property lists whose containers nest deeper than this are refused by every
+// reader and writer of the value model, which recurse or keep a path no
+// longer than this.
+inline constexpr int kMaxPropertyListDepth = 512;
+
 // Frees every garbage cycle now. Also runs by itself when enough candidates
 // have gathered, and at process exit.
 void CollectCycles();

@@ -4,7 +4,7 @@
 #include "platform/plist_xml_reader.h"
 #include "platform/plist_xml_writer.h"
 
-std::optional<std::string> CFPropertyListCreateXMLData(const cf::Object* root) {
+std::optional<cf::Data> CFPropertyListCreateXMLData(const cf::Object* root) {
   return WriteXmlPropertyList(root);
 }
 

@@ -6,13 +6,14 @@
 #include <string>
 #include <string_view>
 
+#include "platform/data.h"
 #include "platform/values.h"
 
 // The XML property-list serialisation of `root`: the XML declaration and
 // DOCTYPE lines, <plist version="1.0">, tab indentation, dictionary keys
 // sorted. Nothing (nullopt) when `root` is null, holds a value that is not a
 // property-list type (a URL), or holds a cycle.
-std::optional<std::string> CFPropertyListCreateXMLData(const cf::Object* root);
+std::optional<cf::Data> CFPropertyListCreateXMLData(const cf::Object* root);
 
 // Parses an XML (or binary) property list back into values. Null when the
 // bytes are not a property list, or hold a type the value model lacks

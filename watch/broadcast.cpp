@@ -44,7 +44,7 @@ OSStatus QBFA_NotificateAllOfSetChange(const cf::Array* sets, std::string_view p
 
   // A tree that cannot be written leaves the pasteboard empty, and reports
   // success: listeners are not told about a publication that has no data.
-  std::optional<std::string> data = CFPropertyListCreateXMLData(sets);
+  std::optional<cf::Data> data = CFPropertyListCreateXMLData(sets);
   if (!data)
     return status;
 

@@ -155,7 +155,7 @@ TEST(XmlTest, TreesSurviveARoundTripThroughTheParser) {
       Nested(200),
   };
   for (const Ref<Object>& tree : trees) {
-    std::optional<std::string> xml = CFPropertyListCreateXMLData(tree.get());
+    std::optional<cf::Data> xml = CFPropertyListCreateXMLData(tree.get());
     ASSERT_TRUE(xml.has_value());
     Ref<Object> back = CFPropertyListCreateFromXMLData(*xml);
     ASSERT_NE(back, nullptr) << *xml;
