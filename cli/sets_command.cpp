@@ -33,14 +33,14 @@ void Complain(const std::string& message) {
   std::fflush(stderr);
 }
 
-void Print(const std::string& text) {
+void Print(std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fflush(stdout);
 }
 
 // The XML of the publication on `board` as it stands now, or nothing with
 // `problem` saying why.
-std::optional<std::string> ReadPublication(PasteboardRef board, std::string* problem) {
+std::optional<cf::Data> ReadPublication(PasteboardRef board, std::string* problem) {
   const std::string name = kQBSetsPasteboardName;
   PasteboardSynchronize(board);
   size_t count = 0;
@@ -52,7 +52,7 @@ std::optional<std::string> ReadPublication(PasteboardRef board, std::string* pro
   }
   if (status == noErr)
     status = PasteboardGetItemIdentifier(board, 1, &item);
-  std::string xml;
+  cf::Data xml;
   if (status == noErr)
     status = PasteboardCopyItemFlavorData(board, item, kQBSetTreeFlavorType, &xml);
   if (status == badPasteboardFlavorErr) {
@@ -69,7 +69,7 @@ std::optional<std::string> ReadPublication(PasteboardRef board, std::string* pro
 // Prints what is published now; false when there was nothing to print.
 bool PrintPublication(PasteboardRef board, Format format) {
   std::string problem;
-  std::optional<std::string> xml = ReadPublication(board, &problem);
+  std::optional<cf::Data> xml = ReadPublication(board, &problem);
   if (!xml) {
     Complain(problem);
     return false;

@@ -15,23 +15,43 @@
 #include "platform/private_directory.h"
 #include "platform/whole_file.h"
 
+// One stored version of a pasteboard, as a reference last saw or wrote it.
+// Its file stays open: whatever replaces the stored pasteboard later, the
+// reading calls answer from this version. Only the header is read at first;
+// the rest is read and decoded when a reading call first needs it, so a
+// writer that never reads back, and a synchronise that finds nothing new,
+// never pay for a large payload.
+struct PasteboardVersion {
+  PasteboardVersion() = default;
+  PasteboardVersion(const PasteboardVersion&) = delete;
+  PasteboardVersion& operator=(const PasteboardVersion&) = delete;
+  ~PasteboardVersion() {
+    if (fd >= 0)
+      close(fd);
+  }
+
+  PasteboardHeader header;  // change 0: never written
+  int fd = -1;              // -1 for a pasteboard never written
+  // Not noErr when the version could not be read; nothing else counts then.
+  OSStatus status = noErr;
+  std::optional<PasteboardContents> contents;
+};
+
 struct OpaquePasteboardRef {
   int directory = -1;
   PasteboardToken token{};
   // The change stamp of the version this reference last saw or wrote.
   uint64_t seen_change = 0;
-  // That version itself, for the reading calls; `view_status` is not noErr
-  // when it could not be read.
-  PasteboardContents view;
-  OSStatus view_status = noErr;
+  std::unique_ptr<PasteboardVersion> view;
 };
 
 namespace {
 
 constexpr char kContentsFile[] = "contents";
 constexpr char kLockFile[] = "lock";
-// Far beyond any set tree; keeps a damaged or hostile file from exhausting memory.
-constexpr size_t kContentsLimit = size_t{256} << 20;
+// Far beyond any set tree, with room for the fields around a payload; keeps
+// a damaged or hostile file from exhausting memory.
+constexpr size_t kContentsLimit = (size_t{512} << 20) + (size_t{1} << 20);
 
 std::mutex hooks_mutex;
 PasteboardTestHooks hooks;
@@ -116,46 +136,93 @@ class ChangeLock {
   int error_ = 0;
 };
 
-// Reads the stored pasteboard. A pasteboard never written reads as empty and
-// unowned.
-OSStatus LoadContents(int directory, PasteboardContents* contents) {
-  std::string bytes;
-  int error = ReadWholeFile(directory, kContentsFile, kContentsLimit, &bytes);
-  if (error == ENOENT) {
-    *contents = PasteboardContents{};
+// Reads the rest of `version` (its header has been read) and decodes it.
+OSStatus Decode(PasteboardVersion* version) {
+  if (version->contents || version->status != noErr)
+    return version->status;
+  if (version->fd < 0) {
+    version->contents.emplace();
     return noErr;
   }
-  if (error != 0)
-    return StatusFromErrno(error);
-  std::optional<PasteboardContents> decoded = DecodePasteboardContents(bytes);
-  if (!decoded)
-    return ioErr;
-  *contents = std::move(*decoded);
+  cf::Data bytes;
+  int error = ReadOpenFile(version->fd, kContentsLimit, &bytes);
+  if (error != 0) {
+    version->status = StatusFromErrno(error);
+    return version->status;
+  }
+  version->contents = DecodePasteboardContents(bytes);
+  if (!version->contents)
+    version->status = ioErr;
+  return version->status;
+}
+
+// The version stored now: its header read, the rest left for later. A
+// pasteboard never written reads as empty and unowned.
+std::unique_ptr<PasteboardVersion> OpenStored(int directory) {
+  auto version = std::make_unique<PasteboardVersion>();
+  int error = OpenRegularFile(directory, kContentsFile, FinalLink::kRefuse, &version->fd);
+  if (error == ENOENT) {
+    version->contents.emplace();
+    return version;
+  }
+  if (error != 0) {
+    version->status = StatusFromErrno(error);
+    return version;
+  }
+  char bytes[kPasteboardHeaderSize];
+  ssize_t got;
+  do {
+    got = pread(version->fd, bytes, sizeof bytes, 0);
+  } while (got < 0 && errno == EINTR);
+  std::optional<PasteboardHeader> header =
+      got < 0 ? std::nullopt
+              : DecodePasteboardHeader(std::string_view(bytes, static_cast<size_t>(got)));
+  if (header)
+    version->header = *header;
+  else
+    version->status = got < 0 ? StatusFromErrno(errno) : ioErr;
+  return version;
+}
+
+// The version stored now, read whole: what a change builds on.
+OSStatus LoadStored(int directory, PasteboardContents* contents) {
+  std::unique_ptr<PasteboardVersion> stored = OpenStored(directory);
+  if (OSStatus status = Decode(stored.get()); status != noErr)
+    return status;
+  *contents = std::move(*stored->contents);
   return noErr;
 }
 
-// Stores `contents` under a new change stamp and makes it this reference's view.
-OSStatus StoreContents(PasteboardRef pasteboard, PasteboardContents contents) {
+// Stores `contents` under a new change stamp and makes it this reference's
+// view. The view keeps the decoded contents only when `keep_decoded`: data
+// put by the caller is borrowed for the call, so otherwise the view reads
+// the new version back from its file if it is ever asked.
+OSStatus StoreContents(PasteboardRef pasteboard, PasteboardContents contents, bool keep_decoded) {
   std::optional<uint64_t> stamp = NewChangeStamp();
   if (!stamp)
     return ioErr;
   contents.change = *stamp;
-  std::string bytes = EncodePasteboardContents(contents);
-  if (bytes.size() > kContentsLimit)
+  std::string fields;
+  const std::vector<std::string_view> pieces = EncodePasteboardContents(contents, &fields);
+  size_t size = 0;
+  for (std::string_view piece : pieces)
+    size += piece.size();
+  if (size > kContentsLimit)
     return memFullErr;
-  int error = WriteWholeFileAtomically(pasteboard->directory, kContentsFile, bytes);
+  auto version = std::make_unique<PasteboardVersion>();
+  int error = WriteWholeFileAtomically(pasteboard->directory, kContentsFile, pieces, &version->fd);
   if (error != 0)
     return StatusFromErrno(error);
-  pasteboard->seen_change = contents.change;
-  pasteboard->view = std::move(contents);
-  pasteboard->view_status = noErr;
+  version->header = {contents.change, contents.owner};
+  if (keep_decoded)
+    version->contents = std::move(contents);
+  pasteboard->seen_change = version->header.change;
+  pasteboard->view = std::move(version);
   return noErr;
 }
 
 void Refresh(PasteboardRef pasteboard) {
-  pasteboard->view_status = LoadContents(pasteboard->directory, &pasteboard->view);
-  if (pasteboard->view_status != noErr)
-    pasteboard->view = PasteboardContents{};
+  pasteboard->view = OpenStored(pasteboard->directory);
 }
 
 const PasteboardItem* FindItem(const PasteboardContents& contents, PasteboardItemID id) {
@@ -164,15 +231,25 @@ const PasteboardItem* FindItem(const PasteboardContents& contents, PasteboardIte
   return found == contents.items.end() ? nullptr : &*found;
 }
 
+// The contents of the reference's view, or the status that says why there
+// are none.
+OSStatus ViewContents(PasteboardRef pasteboard, const PasteboardContents** contents) {
+  if (OSStatus status = Decode(pasteboard->view.get()); status != noErr)
+    return status;
+  *contents = &*pasteboard->view->contents;
+  return noErr;
+}
+
 // The flavor of an item in the reference's view, or the status that says why
 // there is none.
 OSStatus FindFlavor(PasteboardRef pasteboard, PasteboardItemID id, std::string_view type,
                     const PasteboardFlavor** flavor) {
   if (pasteboard == nullptr)
     return paramErr;
-  if (pasteboard->view_status != noErr)
-    return pasteboard->view_status;
-  const PasteboardItem* item = FindItem(pasteboard->view, id);
+  const PasteboardContents* contents = nullptr;
+  if (OSStatus status = ViewContents(pasteboard, &contents); status != noErr)
+    return status;
+  const PasteboardItem* item = FindItem(*contents, id);
   if (item == nullptr)
     return badPasteboardItemErr;
   for (const PasteboardFlavor& candidate : item->flavors) {
@@ -215,7 +292,7 @@ OSStatus PasteboardCreate(std::string_view name, PasteboardRef* pasteboard) {
     return ioErr;
   }
   Refresh(created.get());
-  created->seen_change = created->view.change;
+  created->seen_change = created->view->header.change;
   *pasteboard = created.release();
   return noErr;
 }
@@ -237,7 +314,7 @@ OSStatus PasteboardClear(PasteboardRef pasteboard) {
     return lock.status();
   PasteboardContents cleared;
   cleared.owner = pasteboard->token;
-  return StoreContents(pasteboard, std::move(cleared));
+  return StoreContents(pasteboard, std::move(cleared), true);
 }
 
 PasteboardSyncFlags PasteboardSynchronize(PasteboardRef pasteboard) {
@@ -246,13 +323,12 @@ PasteboardSyncFlags PasteboardSynchronize(PasteboardRef pasteboard) {
   const std::function<PasteboardSyncFlags()> hook = CurrentHooks().synchronize;
   PasteboardSyncFlags flags = hook ? hook() : 0;
   Refresh(pasteboard);
-  if (pasteboard->view.change != pasteboard->seen_change)
+  const PasteboardVersion& view = *pasteboard->view;
+  if (view.header.change != pasteboard->seen_change)
     flags |= kPasteboardModified;
-  pasteboard->seen_change = pasteboard->view.change;
-  if (pasteboard->view_status == noErr && pasteboard->view.change != 0 &&
-      pasteboard->view.owner == pasteboard->token) {
+  pasteboard->seen_change = view.header.change;
+  if (view.status == noErr && view.header.change != 0 && view.header.owner == pasteboard->token)
     flags |= kPasteboardClientIsOwner;
-  }
   return flags;
 }
 
@@ -268,7 +344,7 @@ OSStatus PasteboardPutItemFlavor(PasteboardRef pasteboard, PasteboardItemID item
     return lock.status();
   PasteboardContents contents;
   // A pasteboard that cannot be read no longer names us as its owner.
-  if (LoadContents(pasteboard->directory, &contents) != noErr || contents.change == 0 ||
+  if (LoadStored(pasteboard->directory, &contents) != noErr || contents.change == 0 ||
       contents.owner != pasteboard->token) {
     return notPasteboardOwnerErr;
   }
@@ -282,16 +358,19 @@ OSStatus PasteboardPutItemFlavor(PasteboardRef pasteboard, PasteboardItemID item
     if (existing.type == flavor_type)
       return duplicatePasteboardFlavorErr;
   }
-  found->flavors.push_back(PasteboardFlavor{std::string(flavor_type), flags, std::string(data)});
-  return StoreContents(pasteboard, std::move(contents));
+  // Borrowed for this call only: the payload goes to the file from where it lies.
+  found->flavors.push_back(
+      PasteboardFlavor{std::string(flavor_type), flags, cf::Data(nullptr, data)});
+  return StoreContents(pasteboard, std::move(contents), false);
 }
 
 OSStatus PasteboardGetItemCount(PasteboardRef pasteboard, size_t* count) {
   if (pasteboard == nullptr || count == nullptr)
     return paramErr;
-  if (pasteboard->view_status != noErr)
-    return pasteboard->view_status;
-  *count = pasteboard->view.items.size();
+  const PasteboardContents* contents = nullptr;
+  if (OSStatus status = ViewContents(pasteboard, &contents); status != noErr)
+    return status;
+  *count = contents->items.size();
   return noErr;
 }
 
@@ -299,11 +378,12 @@ OSStatus PasteboardGetItemIdentifier(PasteboardRef pasteboard, size_t index,
                                      PasteboardItemID* item) {
   if (pasteboard == nullptr || item == nullptr)
     return paramErr;
-  if (pasteboard->view_status != noErr)
-    return pasteboard->view_status;
-  if (index < 1 || index > pasteboard->view.items.size())
+  const PasteboardContents* contents = nullptr;
+  if (OSStatus status = ViewContents(pasteboard, &contents); status != noErr)
+    return status;
+  if (index < 1 || index > contents->items.size())
     return badPasteboardIndexErr;
-  *item = pasteboard->view.items[index - 1].id;
+  *item = contents->items[index - 1].id;
   return noErr;
 }
 
@@ -311,9 +391,10 @@ OSStatus PasteboardCopyItemFlavors(PasteboardRef pasteboard, PasteboardItemID it
                                    std::vector<std::string>* flavor_types) {
   if (pasteboard == nullptr || flavor_types == nullptr)
     return paramErr;
-  if (pasteboard->view_status != noErr)
-    return pasteboard->view_status;
-  const PasteboardItem* found = FindItem(pasteboard->view, item);
+  const PasteboardContents* contents = nullptr;
+  if (OSStatus status = ViewContents(pasteboard, &contents); status != noErr)
+    return status;
+  const PasteboardItem* found = FindItem(*contents, item);
   if (found == nullptr)
     return badPasteboardItemErr;
   flavor_types->clear();
@@ -323,7 +404,7 @@ OSStatus PasteboardCopyItemFlavors(PasteboardRef pasteboard, PasteboardItemID it
 }
 
 OSStatus PasteboardCopyItemFlavorData(PasteboardRef pasteboard, PasteboardItemID item,
-                                      std::string_view flavor_type, std::string* data) {
+                                      std::string_view flavor_type, cf::Data* data) {
   if (data == nullptr)
     return paramErr;
   const PasteboardFlavor* flavor = nullptr;

@@ -3,7 +3,8 @@
 // Each pasteboard is a directory $XDG_RUNTIME_DIR/pasteboards/<name> (without
 // XDG_RUNTIME_DIR: /tmp/qbfa-pasteboards-<uid>/<name>), mode 0700, holding
 //   contents  the items, their flavors, the owner and a change stamp, in one
-//             file replaced atomically on every change (pasteboard_contents.h);
+//             file replaced atomically on every change (pasteboard_contents.h),
+//             at most 513 MiB;
 //   lock      taken exclusively around every change, so that the
 //             read-modify-write of one process never overwrites another's.
 // Readers need no lock: they read one complete version of `contents`.
@@ -32,6 +33,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/data.h"
 #include "platform/status.h"
 
 struct OpaquePasteboardRef;
@@ -78,8 +80,9 @@ OSStatus PasteboardGetItemIdentifier(PasteboardRef pasteboard, size_t index,
                                      PasteboardItemID* item);
 OSStatus PasteboardCopyItemFlavors(PasteboardRef pasteboard, PasteboardItemID item,
                                    std::vector<std::string>* flavor_types);
+// The data is shared with the reference's view, not copied.
 OSStatus PasteboardCopyItemFlavorData(PasteboardRef pasteboard, PasteboardItemID item,
-                                      std::string_view flavor_type, std::string* data);
+                                      std::string_view flavor_type, cf::Data* data);
 OSStatus PasteboardGetItemFlavorFlags(PasteboardRef pasteboard, PasteboardItemID item,
                                       std::string_view flavor_type, PasteboardFlavorFlags* flags);
 

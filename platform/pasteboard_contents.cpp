@@ -64,8 +64,17 @@ constexpr size_t kSmallestItem = 8 + 4;
 
 }  // namespace
 
-std::string EncodePasteboardContents(const PasteboardContents& contents) {
-  std::string out(kMagic);
+std::vector<std::string_view> EncodePasteboardContents(const PasteboardContents& contents,
+                                                       std::string* fields) {
+  // The fields are laid out first and cut into pieces after, as the string
+  // may move while it grows: each data piece follows the fields up to `end`.
+  struct Cut {
+    size_t end;
+    std::string_view data;
+  };
+  std::vector<Cut> cuts;
+  std::string& out = *fields;
+  out.assign(kMagic);
   PutInteger(&out, contents.change, 8);
   out.append(contents.owner.begin(), contents.owner.end());
   PutInteger(&out, contents.items.size(), 4);
@@ -77,22 +86,41 @@ std::string EncodePasteboardContents(const PasteboardContents& contents) {
       PutInteger(&out, flavor.type.size(), 4);
       out += flavor.type;
       PutInteger(&out, flavor.data.size(), 8);
-      out += flavor.data;
+      cuts.push_back({out.size(), flavor.data.view()});
     }
   }
-  return out;
+  std::vector<std::string_view> pieces;
+  size_t start = 0;
+  for (const Cut& cut : cuts) {
+    pieces.emplace_back(out.data() + start, cut.end - start);
+    pieces.push_back(cut.data);
+    start = cut.end;
+  }
+  pieces.emplace_back(out.data() + start, out.size() - start);
+  return pieces;
 }
 
-std::optional<PasteboardContents> DecodePasteboardContents(std::string_view bytes) {
+std::optional<PasteboardHeader> DecodePasteboardHeader(std::string_view bytes) {
   Cursor in(bytes);
   if (in.Bytes(kMagic.size()) != kMagic)
     return std::nullopt;
-  PasteboardContents contents;
-  contents.change = in.Integer(8);
-  std::string_view owner = in.Bytes(contents.owner.size());
+  PasteboardHeader header;
+  header.change = in.Integer(8);
+  std::string_view owner = in.Bytes(header.owner.size());
   if (!in.ok())
     return std::nullopt;
-  std::copy(owner.begin(), owner.end(), contents.owner.begin());
+  std::copy(owner.begin(), owner.end(), header.owner.begin());
+  return header;
+}
+
+std::optional<PasteboardContents> DecodePasteboardContents(const cf::Data& bytes) {
+  std::optional<PasteboardHeader> header = DecodePasteboardHeader(bytes);
+  if (!header)
+    return std::nullopt;
+  Cursor in(bytes.view().substr(kPasteboardHeaderSize));
+  PasteboardContents contents;
+  contents.change = header->change;
+  contents.owner = header->owner;
   uint64_t item_count = in.Count(kSmallestItem);
   contents.items.reserve(item_count);
   for (uint64_t i = 0; i < item_count && in.ok(); ++i) {
@@ -104,7 +132,9 @@ std::optional<PasteboardContents> DecodePasteboardContents(std::string_view byte
       PasteboardFlavor& flavor = item.flavors.emplace_back();
       flavor.flags = static_cast<uint32_t>(in.Integer(4));
       flavor.type = in.Bytes(in.Integer(4));
-      flavor.data = in.Bytes(in.Integer(8));
+      const std::string_view data = in.Bytes(in.Integer(8));
+      if (in.ok())
+        flavor.data = bytes.Slice(static_cast<size_t>(data.data() - bytes.data()), data.size());
     }
   }
   if (!in.ok() || !in.at_end())

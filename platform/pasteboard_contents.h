@@ -21,18 +21,21 @@
 #define PLATFORM_PASTEBOARD_CONTENTS_H_
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/data.h"
+
 using PasteboardToken = std::array<uint8_t, 16>;
 
 struct PasteboardFlavor {
   std::string type;
   uint32_t flags = 0;
-  std::string data;
+  cf::Data data;
 };
 
 struct PasteboardItem {
@@ -47,9 +50,26 @@ struct PasteboardContents {
   std::vector<PasteboardItem> items;
 };
 
-std::string EncodePasteboardContents(const PasteboardContents& contents);
+// The fields before the items: which version a stored pasteboard is, and
+// who owns it.
+struct PasteboardHeader {
+  uint64_t change = 0;
+  PasteboardToken owner{};
+};
+constexpr size_t kPasteboardHeaderSize = 32;
 
-// Nothing when `bytes` is not a complete, well-formed stored pasteboard.
-std::optional<PasteboardContents> DecodePasteboardContents(std::string_view bytes);
+// The stored form of `contents`, as pieces to be written one after another:
+// the fields go into `*fields`, which the pieces point into, and each
+// flavor's data is a piece of its own, so a large payload is never copied.
+std::vector<std::string_view> EncodePasteboardContents(const PasteboardContents& contents,
+                                                       std::string* fields);
+
+// The header of a stored pasteboard from its first kPasteboardHeaderSize
+// bytes (or more); nothing when they are not one.
+std::optional<PasteboardHeader> DecodePasteboardHeader(std::string_view bytes);
+
+// Nothing when `bytes` is not a complete, well-formed stored pasteboard. The
+// flavors' data share the memory of `bytes`.
+std::optional<PasteboardContents> DecodePasteboardContents(const cf::Data& bytes);
 
 #endif  // PLATFORM_PASTEBOARD_CONTENTS_H_

@@ -179,14 +179,14 @@ class PasteboardWatcher {
     while (!done_) {
       PasteboardSynchronize(pasteboard.get());
       size_t count = 0;
-      std::string data;
+      cf::Data data;
       PasteboardItemID item = 0;
       std::string state = "(unreadable)";
       if (PasteboardGetItemCount(pasteboard.get(), &count) == noErr && count == 0) {
         state.clear();
       } else if (count == 1 && PasteboardGetItemIdentifier(pasteboard.get(), 1, &item) == noErr &&
                  PasteboardCopyItemFlavorData(pasteboard.get(), item, kXmlFlavor, &data) == noErr) {
-        state = data;
+        state = std::string(data);
       }
       if (!state.empty() && !whole_.contains(state))
         torn_.insert(state);

@@ -47,9 +47,9 @@ class PasteboardTest : public testing::Test {
 
 // The data of one item's flavor, or the status that prevented reading it.
 std::string ReadFlavor(PasteboardRef pasteboard, PasteboardItemID item, std::string_view flavor) {
-  std::string data;
+  cf::Data data;
   OSStatus status = PasteboardCopyItemFlavorData(pasteboard, item, flavor, &data);
-  return status == noErr ? data : "status " + std::to_string(status);
+  return status == noErr ? std::string(data) : "status " + std::to_string(status);
 }
 
 TEST_F(PasteboardTest, OwnershipAndModificationFollowEachReference) {
@@ -387,7 +387,7 @@ TEST_F(PasteboardTest, ChangesWaitForThePasteboardLock) {
 std::string Payload(char fill) {
   return std::string(500000 + 20000 * (fill & 0x3f), fill);
 }
-bool IsWholePayload(const std::string& data) {
+bool IsWholePayload(std::string_view data) {
   return !data.empty() && data == Payload(data[0]);
 }
 
@@ -422,7 +422,7 @@ TEST_F(PasteboardTest, ConcurrentWritersNeverTearAPayload) {
     ASSERT_EQ(PasteboardGetItemCount(reader.get(), &count), noErr);
     ASSERT_LE(count, 1u);
     if (count == 1) {
-      std::string data;
+      cf::Data data;
       ASSERT_EQ(PasteboardCopyItemFlavorData(reader.get(), 1, "com.apple.xml-plist", &data), noErr);
       ASSERT_TRUE(IsWholePayload(data)) << "torn payload of " << data.size() << " bytes";
     }
@@ -454,10 +454,17 @@ TEST(PasteboardContents, SurvivesEncodingAndRejectsEveryDamage) {
   PasteboardContents contents;
   contents.change = 0x0102030405060708;
   contents.owner.fill(0xab);
-  contents.items = {{1, {{"com.apple.xml-plist", 0, "<plist/>"}, {"t", 9, ""}}}, {42, {}}};
-  const std::string bytes = EncodePasteboardContents(contents);
+  contents.items = {{1, {{"com.apple.xml-plist", 0, cf::Data::Copy("<plist/>")}, {"t", 9, {}}}},
+                    {42, {}}};
+  std::string fields;
+  std::string bytes;
+  for (std::string_view piece : EncodePasteboardContents(contents, &fields))
+    bytes += piece;
+  auto decode = [](std::string_view bytes) {
+    return DecodePasteboardContents(cf::Data::Copy(bytes));
+  };
 
-  std::optional<PasteboardContents> decoded = DecodePasteboardContents(bytes);
+  std::optional<PasteboardContents> decoded = decode(bytes);
   ASSERT_TRUE(decoded);
   EXPECT_EQ(decoded->change, contents.change);
   EXPECT_EQ(decoded->owner, contents.owner);
@@ -468,7 +475,7 @@ TEST(PasteboardContents, SurvivesEncodingAndRejectsEveryDamage) {
 
   // Every cut falls inside some field; none may decode.
   for (size_t length = 0; length < bytes.size(); ++length) {
-    EXPECT_FALSE(DecodePasteboardContents(std::string_view(bytes).substr(0, length))) << length;
+    EXPECT_FALSE(decode(std::string_view(bytes).substr(0, length))) << length;
   }
   struct Damage {
     const char* what;
@@ -483,9 +490,9 @@ TEST(PasteboardContents, SurvivesEncodingAndRejectsEveryDamage) {
        }) {
     std::string damaged = bytes;
     damaged.replace(d.offset, d.replacement.size(), d.replacement);
-    EXPECT_FALSE(DecodePasteboardContents(damaged)) << d.what;
+    EXPECT_FALSE(decode(damaged)) << d.what;
   }
-  EXPECT_FALSE(DecodePasteboardContents(bytes + "!")) << "trailing bytes";
+  EXPECT_FALSE(decode(bytes + "!")) << "trailing bytes";
 }
 
 }  // namespace

@@ -32,12 +32,12 @@ std::string PasteboardText(std::string_view name) {
     if (status == noErr)
       status = PasteboardCopyItemFlavors(pasteboard.get(), item, &flavors);
     for (size_t i = 0; status == noErr && i < flavors.size(); ++i) {
-      std::string data;
+      cf::Data data;
       PasteboardFlavorFlags flags = 0;
       status = PasteboardCopyItemFlavorData(pasteboard.get(), item, flavors[i], &data);
       if (status == noErr)
         status = PasteboardGetItemFlavorFlags(pasteboard.get(), item, flavors[i], &flags);
-      text += FlavorLine(item, flavors[i], data, flags);
+      text += FlavorLine(item, flavors[i], std::string(data), flags);
     }
   }
   return status == noErr ? text : "(unreadable: " + std::to_string(status) + ")";
