@@ -1,5 +1,7 @@
 #include "cli/read_command.h"
 
+#include <malloc.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -48,6 +50,9 @@ int Read(const ReadOptions& options) {
   }
   cf::Ref<cf::Array> sets = QBFA_CopyFontSets();
   CloseDatabase();
+  // The engine's pages are free by now but lie among the tree's; hand them
+  // back before the XML, as large as the tree, is written.
+  malloc_trim(0);
   std::optional<cf::Data> xml = CFPropertyListCreateXMLData(sets.get());
   if (!xml)
     return kNothingToPublish;
