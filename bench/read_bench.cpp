@@ -143,6 +143,33 @@ void Publish(benchmark::State& state, FontIds ids) {
   state.SetComplexityN(state.range(0));
 }
 
+// The refresh's comparison when nothing changed: two trees read apart from
+// one library, equal all through, which is the most the comparison can cost.
+void Compare(benchmark::State& state, FontIds ids) {
+  const Library& library = LibraryOf(static_cast<int>(state.range(0)), ids);
+  const cf::Ref<cf::Array> old_sets = ReadSets(library);
+  const cf::Ref<cf::Array> new_sets = ReadSets(library);
+  for (auto _ : state) {
+    if (!cf::Equal(old_sets.get(), new_sets.get())) {
+      state.SkipWithError("the trees differ");
+      break;
+    }
+  }
+  state.SetComplexityN(state.range(0));
+}
+
+// The release of a tree that a refresh replaced (or found equal).
+void Release(benchmark::State& state, FontIds ids) {
+  const Library& library = LibraryOf(static_cast<int>(state.range(0)), ids);
+  for (auto _ : state) {
+    state.PauseTiming();
+    cf::Ref<cf::Array> sets = ReadSets(library);
+    state.ResumeTiming();
+    sets = nullptr;
+  }
+  state.SetComplexityN(state.range(0));
+}
+
 int CountRow(void* rows, int, char**, char**) {
   ++*static_cast<int*>(rows);
   return 0;
@@ -211,6 +238,8 @@ int main(int argc, char** argv) {
   Register("WholeRead", WholeRead);
   Register("Serialise", Serialise);
   Register("Publish", Publish);
+  Register("Compare", Compare);
+  Register("Release", Release);
   Register("SingleLookup", SingleLookup);
   Register("NestedLookup", NestedLookup);
   benchmark::Initialize(&argc, argv);

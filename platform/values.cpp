@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <unordered_set>
@@ -731,15 +730,17 @@ bool Equal(const Object* a, const Object* b) {
   if (!look_inside)
     return true;
   // Pairs of containers are compared from a work list rather than by
-  // recursion, so depth costs no stack. A pair met again is either under
-  // comparison or already found equal (a difference ends the walk at once),
-  // so it counts as equal: that is what makes cycles terminate. The first
-  // pair is not recorded - a cycle back to it is walked once more, with the
-  // same outcome - so comparing containers of plain values, the common case,
-  // allocates nothing; and plain values are compared as they are met, so
-  // the first difference ends the walk before the rest is looked at.
+  // recursion, so depth costs no stack, and plain values are compared as
+  // they are met, so the first difference ends the walk before the rest is
+  // looked at. A pair met again is either under comparison or already found
+  // equal (a difference ends the walk at once), so it counts as equal: that
+  // is what makes cycles terminate and shared children compare once. Only
+  // pairs with a shared side can be met again: a cycle that the caller's
+  // references reach has a member held from outside it as well as from
+  // inside. So only those are recorded, and comparing a tree of containers
+  // that each have one parent allocates next to nothing.
   std::vector<std::pair<const Object*, const Object*>> work;
-  std::optional<std::unordered_set<std::pair<const Object*, const Object*>, PairHash>> seen;
+  std::unordered_set<std::pair<const Object*, const Object*>, PairHash> seen;
   auto compare = [&work](const Object* x, const Object* y) {
     bool containers;
     if (!ShallowEqual(x, y, &containers))
@@ -757,9 +758,14 @@ bool Equal(const Object* a, const Object* b) {
           return false;
       }
     } else {
+      // Dictionaries made alike hold their keys in one order: a key is
+      // looked for only when its counterpart is not where it is.
       const Dictionary* other = y->AsDictionary();
+      const Dictionary::Entry* counterparts = other->begin();
       for (const Dictionary::Entry& entry : *x->AsDictionary()) {
-        const Object* counterpart = other->Get(entry.key);
+        const Dictionary::Entry& at_same_place = *counterparts++;
+        const Object* counterpart =
+            at_same_place.key == entry.key ? at_same_place.value.get() : other->Get(entry.key);
         if (!counterpart || !compare(entry.value.get(), counterpart))
           return false;
       }
@@ -769,9 +775,8 @@ bool Equal(const Object* a, const Object* b) {
         return true;
       pair = work.back();
       work.pop_back();
-      if (!seen)
-        seen.emplace();
-    } while (!seen->insert(pair).second);
+    } while ((pair.first->RetainCount() > 1 || pair.second->RetainCount() > 1) &&
+             !seen.insert(pair).second);
   }
 }
 

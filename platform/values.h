@@ -102,6 +102,9 @@ class Object {
   Object& operator=(const Object&) = delete;
 
   TypeID type() const { return type_; }
+  // How many references hold this object, as the platform's CFGetRetainCount
+  // tells: more than one for a value shared by several containers.
+  uint32_t RetainCount() const { return count_; }
 
   // The object as the given kind, or null when it is of another kind.
   const String* AsString() const;

@@ -269,6 +269,21 @@ TEST(EqualTest, TerminatesOnCycles) {
   z->Append(z);
   EXPECT_TRUE(Equal(x.get(), z.get()));
   EXPECT_TRUE(x->ContainsValue(z.get()));
+
+  // Cycles met only below the top, against each other and against a tree of
+  // the same depth that ends where they go round.
+  Ref<Array> outer = ArrayOf({"top"}), inner = Array::Create(), inner2 = Array::Create();
+  outer->Append(inner);
+  inner->Append(inner2);
+  inner2->Append(inner);
+  Ref<Array> other_outer = ArrayOf({"top"}), loop = Array::Create();
+  other_outer->Append(loop);
+  loop->Append(loop);
+  EXPECT_TRUE(Equal(outer.get(), other_outer.get()));
+  EXPECT_FALSE(Equal(outer.get(), ArrayOf({"top"}).get()));
+  // A difference inside a cycle is still found.
+  inner2->Append(MakeString("end"));
+  EXPECT_FALSE(Equal(outer.get(), other_outer.get()));
 }
 
 TEST(ArrayTest, ContainsValueComparesDeeply) {
