@@ -11,8 +11,9 @@
 
 // The XML property-list serialisation of `root`: the XML declaration and
 // DOCTYPE lines, <plist version="1.0">, tab indentation, dictionary keys
-// sorted. Nothing (nullopt) when `root` is null, holds a value that is not a
-// property-list type (a URL), or holds a cycle.
+// sorted (plist_xml_writer.h has the details). Nothing (nullopt) when `root`
+// is null, holds a value that is not a property-list type (a URL), holds a
+// cycle, or is too large or deep to write.
 std::optional<cf::Data> CFPropertyListCreateXMLData(const cf::Object* root);
 
 // Parses an XML (or binary) property list back into values. Null when the
