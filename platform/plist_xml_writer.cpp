@@ -24,10 +24,9 @@ constexpr std::string_view kEpilog = "</plist>\n";
 // Lengths travelled as 32 bits through the platform's XML data.
 constexpr size_t kMaxXmlBytes = UINT32_MAX;
 
-// The most a line of markup around a value can take: its indentation, the
-// longest tags ("<string>" and "</string>\n") and room to spare.
-constexpr size_t kMaxIndent = cf::kMaxPropertyListDepth + 2;
-constexpr size_t kMarkupRoom = kMaxIndent + 32;
+// The most indentation a line can have: keys sit one level below the
+// deepest container.
+constexpr size_t kMaxIndent = cf::kMaxPropertyListDepth + 1;
 
 // What a byte of text becomes: itself (0), an entity, or a refusal (U+0000
 // has no place in XML).
@@ -171,10 +170,10 @@ class Writer {
     return true;
   }
 
-  // Starts a line: `level` tabs, then `tag`. Room is made for the tag and
-  // `content` more bytes.
-  char* OpenLine(size_t level, std::string_view tag, size_t content) {
-    if (!buffer_->Reserve(kMarkupRoom + content))
+  // Starts a line: `level` tabs, then `tag`. Room is made for `more` bytes
+  // after the tag.
+  char* OpenLine(size_t level, std::string_view tag, size_t more) {
+    if (!buffer_->Reserve(kMaxIndent + tag.size() + more))
       return nullptr;
     char* out = std::fill_n(buffer_->cursor(), level, '\t');
     return std::copy(tag.begin(), tag.end(), out);
@@ -189,7 +188,8 @@ class Writer {
 
   bool WriteString(const cf::String& string, size_t level) {
     const std::string_view text = string.utf8();
-    char* out = OpenLine(level, "<string>", 5 * text.size());
+    // Room for every byte escaped at its longest ("&amp;"), and the end tag.
+    char* out = OpenLine(level, "<string>", 5 * text.size() + 10);
     if (out == nullptr || (out = AppendEscaped(text, out)) == nullptr)
       return false;
     buffer_->set_cursor(std::copy_n("</string>\n", 10, out));

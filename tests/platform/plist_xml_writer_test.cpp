@@ -162,5 +162,24 @@ TEST(PlistXmlWriterTest, NestedDictionariesWithManyKeySetsKeepTheirOrder) {
   EXPECT_EQ(WriteXmlPropertyList(rows.get()), oracle::LibplistXml(rows.get()));
 }
 
+// Text far longer than any line's markup, all of it escaped, as a value and
+// as a key, at the deepest level a key can sit.
+TEST(PlistXmlWriterTest, LongTextIsEscapedWhole) {
+  const std::string text(100000, '&');
+  Ref<Dictionary> dictionary = Dictionary::Create();
+  dictionary->Set(text, MakeString(text));
+  Ref<Array> top = Array::Create();
+  Array* tail = top.get();
+  for (int level = 1; level < kMaxPropertyListDepth - 1; ++level) {
+    Ref<Array> next = Array::Create();
+    tail->Append(next);
+    tail = next.get();
+  }
+  tail->Append(dictionary);
+  const std::optional<Data> xml = WriteXmlPropertyList(top.get());
+  ASSERT_TRUE(xml.has_value());
+  EXPECT_EQ(*xml, oracle::LibplistXml(top.get()).value());
+}
+
 }  // namespace
 }  // namespace cf
