@@ -5,14 +5,10 @@
 
 #include <plist/plist.h>
 
+#include "platform/plist_limits.h"
 #include "platform/values.h"
 
 namespace cf {
-
-// Containers nested deeper than this are refused, by libplist's readers and
-// by ours alike: every reader and writer of the value model recurses or
-// keeps a path no longer than this.
-inline constexpr int kMaxPropertyListDepth = 512;
 
 // The value that `node` stands for, or null when it holds a type the value
 // model lacks (numbers, dates, data among them), a key or string that is not

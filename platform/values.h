@@ -159,6 +159,8 @@ class String : public Object {
   // mostly go together. At most kMaxRun texts.
   static constexpr size_t kMaxRun = 64;
   static void CreateRun(std::span<const char* const> texts, Ref<String>* strings);
+  // The same for texts of any bytes, NUL included, as a parser finds them.
+  static void CreateRun(std::span<const std::string_view> texts, Ref<String>* strings);
 
   std::string_view utf8() const { return {text(), size_}; }
   // The text followed by a NUL.
