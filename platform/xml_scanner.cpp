@@ -154,8 +154,10 @@ bool XmlScanner::SkipAttributes(size_t* at, bool* empty) {
     if (xml_[i] == '/') {
       if (i + 1 == size)
         break;
-      if (xml_[i + 1] != '>')
-        break;
+      if (xml_[i + 1] != '>') {
+        Fail(i, std::string("a malformed tag <") + std::string(name_) + ">");
+        return false;
+      }
       *empty = true;
       *at = i + 2;
       return true;
@@ -163,7 +165,7 @@ bool XmlScanner::SkipAttributes(size_t* at, bool* empty) {
     const size_t name_start = i;
     while (i < size && !Is(xml_[i], kNameEnd))
       ++i;
-    if (i == name_start || i == space_start) {
+    if (i == name_start || name_start == space_start) {
       Fail(i, std::string("a malformed tag <") + std::string(name_) + ">");
       return false;
     }

@@ -35,8 +35,10 @@ class XmlScanner {
     kError,
   };
 
-  // `xml` must outlive the scanner.
-  explicit XmlScanner(std::string_view xml) : xml_(xml) {}
+  // `xml` must outlive the scanner. A byte-order mark at its start, which
+  // some editors write, is passed over.
+  explicit XmlScanner(std::string_view xml)
+      : xml_(xml), pos_(xml.starts_with("\xEF\xBB\xBF") ? 3 : 0) {}
   XmlScanner(const XmlScanner&) = delete;
   XmlScanner& operator=(const XmlScanner&) = delete;
 
@@ -81,7 +83,7 @@ class XmlScanner {
   }
 
   const std::string_view xml_;
-  size_t pos_ = 0;
+  size_t pos_;
   size_t token_start_ = 0;
   std::string_view name_;
   std::string scratch_;
