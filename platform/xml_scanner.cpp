@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -37,6 +39,26 @@ int DigitValue(char c, bool hex) {
   if (hex && c >= 'A' && c <= 'F')
     return c - 'A' + 10;
   return -1;
+}
+
+// Where the first '<' or '&' at or after `at` is, or the size: where
+// character data needs a look. Strings are mostly short runs of plain
+// text, told eight bytes at a time: a byte equal to '<' or '&' is one that
+// XORs to zero, and (x - 0x01...) & ~x marks the lowest zero byte of x
+// exactly.
+size_t FindTextStop(std::string_view xml, size_t at) {
+  constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+  for (; xml.size() - at >= 8; at += 8) {
+    uint64_t word;
+    std::memcpy(&word, xml.data() + at, 8);
+    const uint64_t lt = word ^ (kOnes * '<'), amp = word ^ (kOnes * '&');
+    const uint64_t marks = (((lt - kOnes) & ~lt) | ((amp - kOnes) & ~amp)) & kHighs;
+    if (marks != 0)
+      return at + std::countr_zero(marks) / 8;
+  }
+  while (at < xml.size() && !Is(xml[at], kTextStop))
+    ++at;
+  return at;
 }
 
 void AppendUtf8(char32_t point, std::string* out) {
@@ -333,9 +355,7 @@ bool XmlScanner::EndTagOf(std::string_view element, size_t at, size_t* after) co
 bool XmlScanner::ReadText(std::string_view element, std::string_view* text, bool* decoded) {
   const size_t size = xml_.size();
   const size_t start = pos_;
-  size_t at = start;
-  while (at < size && !Is(xml_[at], kTextStop))
-    ++at;
+  const size_t at = FindTextStop(xml_, start);
   size_t after;
   if (at < size && xml_[at] == '<' && EndTagOf(element, at, &after)) {
     *text = xml_.substr(start, at - start);
@@ -356,8 +376,7 @@ bool XmlScanner::ReadTextSlowly(std::string_view element, size_t start) {
   pos_ = start;
   for (;;) {
     const size_t run = pos_;
-    while (pos_ < size && !Is(xml_[pos_], kTextStop))
-      ++pos_;
+    pos_ = FindTextStop(xml_, pos_);
     scratch_.append(xml_.substr(run, pos_ - run));
     if (pos_ == size) {
       Fail(token_start_, "the document ends inside <" + std::string(element) + "> (truncated?)");

@@ -78,8 +78,16 @@ class XmlScanner {
   bool DecodeReference(std::string* out);
   bool ReadTextSlowly(std::string_view element, size_t start);
   bool EndTagOf(std::string_view element, size_t at, size_t* after) const;
+  // Whether `prefix` stands at `at`. Byte by byte: prefixes are a few bytes
+  // of markup, which a call to memcmp would cost more than.
   bool StartsWith(size_t at, std::string_view prefix) const {
-    return xml_.substr(at).starts_with(prefix);
+    if (at > xml_.size() || xml_.size() - at < prefix.size())
+      return false;
+    for (size_t i = 0; i < prefix.size(); ++i) {
+      if (xml_[at + i] != prefix[i])
+        return false;
+    }
+    return true;
   }
 
   const std::string_view xml_;
