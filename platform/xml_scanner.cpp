@@ -112,7 +112,7 @@ XmlScanner::Token XmlScanner::Next() {
       case '/':
         return ReadEndTag();
       case '?':
-        SkipPast("<?", "?>", "a processing instruction");
+        SkipProcessingInstruction();
         continue;
       case '!':
         if (StartsWith(pos_, "<!--")) {
@@ -140,6 +140,17 @@ bool XmlScanner::SkipPast(std::string_view opener, std::string_view terminator,
   }
   pos_ = end + terminator.size();
   return true;
+}
+
+// A processing instruction starts with its target's name, so "<?>" ends
+// none: reading it as one that ends at the next "?>" would skip whatever
+// lies between.
+bool XmlScanner::SkipProcessingInstruction() {
+  if (pos_ + 2 < xml_.size() && (Is(xml_[pos_ + 2], kNameEnd) || xml_[pos_ + 2] == '?')) {
+    Fail(pos_, "a processing instruction without a target");
+    return false;
+  }
+  return SkipPast("<?", "?>", "a processing instruction");
 }
 
 XmlScanner::Token XmlScanner::ReadStartTag() {
@@ -268,7 +279,7 @@ bool XmlScanner::SkipDoctype() {
     } else if (in_subset && StartsWith(pos_, "<!--")) {
       SkipPast("<!--", "-->", "a comment");
     } else if (in_subset && StartsWith(pos_, "<?")) {
-      SkipPast("<?", "?>", "a processing instruction");
+      SkipProcessingInstruction();
     } else if (!in_subset && c == '[') {
       in_subset = true;
       ++pos_;
@@ -397,7 +408,7 @@ bool XmlScanner::ReadTextSlowly(std::string_view element, size_t start) {
       if (!SkipPast("<!--", "-->", "a comment"))
         return false;
     } else if (StartsWith(pos_, "<?")) {
-      if (!SkipPast("<?", "?>", "a processing instruction"))
+      if (!SkipProcessingInstruction())
         return false;
     } else if (StartsWith(pos_, "</")) {
       const size_t tag = pos_;

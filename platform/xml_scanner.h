@@ -70,6 +70,7 @@ class XmlScanner {
   Token ReadEndTag();
   bool SkipAttributes(size_t* at, bool* empty);
   bool SkipDoctype();
+  bool SkipProcessingInstruction();
   // Moves past the markup at `pos_` that starts with `opener` and ends with
   // `terminator`.
   bool SkipPast(std::string_view opener, std::string_view terminator, std::string_view what);
