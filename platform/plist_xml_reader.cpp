@@ -192,7 +192,7 @@ bool Parser::StartElement(Element element, bool empty) {
       if (open_.empty() || open_.back().element != Element::kDict)
         return Fail("a <key> outside <dict>");
       if (key_ != nullptr)
-        return Fail("the key \"" + std::string(key_->key.view()) + "\" has no value");
+        return Fail("the key \"" + XmlScanner::Excerpt(key_->key.view()) + "\" has no value");
       if (!ReadString(empty, "key", &text, &decoded))
         return false;
       key_ = keys_.Intern(text);
@@ -230,21 +230,21 @@ bool Parser::StartElement(Element element, bool empty) {
       open_.push_back({element, values_.size(), nullptr, scanner_.token_start()});
       return true;
     case Element::kLackingType:
-      return Fail("<" + std::string(scanner_.name()) +
+      return Fail("<" + XmlScanner::Excerpt(scanner_.name()) +
                   ">, a type the values lack (they are strings, booleans, arrays and "
                   "dictionaries)");
     case Element::kUnknown:
       break;
   }
-  return Fail("<" + std::string(scanner_.name()) + ">, which is no property-list element");
+  return Fail("<" + XmlScanner::Excerpt(scanner_.name()) + ">, which is no property-list element");
 }
 
 bool Parser::EndElement(Element element) {
   if (open_.empty())
-    return Fail("</" + std::string(scanner_.name()) + "> closes nothing");
+    return Fail("</" + XmlScanner::Excerpt(scanner_.name()) + "> closes nothing");
   const Open open = open_.back();
   if (element != open.element)
-    return Fail("</" + std::string(scanner_.name()) + "> closes <" +
+    return Fail("</" + XmlScanner::Excerpt(scanner_.name()) + "> closes <" +
                 std::string(NameOf(open.element)) + "> of line " +
                 std::to_string(scanner_.LineOf(open.start)));
   open_.pop_back();
@@ -255,7 +255,7 @@ bool Parser::EndElement(Element element) {
     case Element::kDict:
       --depth_;
       if (key_ != nullptr)
-        return Fail("the key \"" + std::string(key_->key.view()) + "\" has no value");
+        return Fail("the key \"" + XmlScanner::Excerpt(key_->key.view()) + "\" has no value");
       return values_.CloseDictionary(open.first, open.key) || Fail("a string that is not UTF-8");
     default:  // kPlist: its value stays, at the top.
       return values_.size() > open.first || Fail("an empty <plist>");

@@ -92,6 +92,16 @@ void XmlScanner::Fail(size_t at, std::string_view what) {
   error_ = std::string(what) + where;
 }
 
+std::string XmlScanner::Excerpt(std::string_view text) {
+  constexpr size_t kLongest = 40;
+  if (text.size() <= kLongest)
+    return std::string(text);
+  size_t end = kLongest;
+  while (end > 0 && (text[end] & 0xC0) == 0x80)
+    --end;
+  return std::string(text.substr(0, end)) + "...";
+}
+
 size_t XmlScanner::LineOf(size_t at) const {
   return 1 + std::count(xml_.begin(), xml_.begin() + std::min(at, xml_.size()), '\n');
 }
@@ -188,7 +198,7 @@ bool XmlScanner::SkipAttributes(size_t* at, bool* empty) {
       if (i + 1 == size)
         break;
       if (xml_[i + 1] != '>') {
-        Fail(i, std::string("a malformed tag <") + std::string(name_) + ">");
+        Fail(i, std::string("a malformed tag <") + Excerpt(name_) + ">");
         return false;
       }
       *empty = true;
@@ -199,13 +209,13 @@ bool XmlScanner::SkipAttributes(size_t* at, bool* empty) {
     while (i < size && !Is(xml_[i], kNameEnd))
       ++i;
     if (i == name_start || name_start == space_start) {
-      Fail(i, std::string("a malformed tag <") + std::string(name_) + ">");
+      Fail(i, std::string("a malformed tag <") + Excerpt(name_) + ">");
       return false;
     }
     while (i < size && Is(xml_[i], kSpace))
       ++i;
     if (i < size && xml_[i] != '=') {
-      Fail(i, std::string("an attribute without a value in <") + std::string(name_) + ">");
+      Fail(i, std::string("an attribute without a value in <") + Excerpt(name_) + ">");
       return false;
     }
     if (++i < size && Is(xml_[i], kSpace)) {
@@ -216,7 +226,7 @@ bool XmlScanner::SkipAttributes(size_t* at, bool* empty) {
       break;
     const char quote = xml_[i];
     if (quote != '"' && quote != '\'') {
-      Fail(i, std::string("an attribute value without quotes in <") + std::string(name_) + ">");
+      Fail(i, std::string("an attribute value without quotes in <") + Excerpt(name_) + ">");
       return false;
     }
     const size_t value_end = xml_.find(quote, i + 1);
@@ -344,7 +354,7 @@ bool XmlScanner::DecodeReference(std::string* out) {
       return true;
     }
   }
-  Fail(start, "a reference to the entity &" + std::string(entity) +
+  Fail(start, "a reference to the entity &" + Excerpt(entity) +
                   "; which is not one of XML's five (entities a DOCTYPE declares are never "
                   "expanded)");
   return false;
@@ -415,7 +425,7 @@ bool XmlScanner::ReadTextSlowly(std::string_view element, size_t start) {
       if (ReadEndTag() != Token::kEndTag)
         return false;
       if (name_ != element) {
-        Fail(tag, "</" + std::string(name_) + "> closes <" + std::string(element) + ">");
+        Fail(tag, "</" + Excerpt(name_) + "> closes <" + std::string(element) + ">");
         return false;
       }
       return true;

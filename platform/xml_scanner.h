@@ -64,6 +64,9 @@ class XmlScanner {
   const std::string& error() const { return error_; }
   // The line, counted from 1, that byte `at` is on.
   size_t LineOf(size_t at) const;
+  // `text`, which must be UTF-8, cut short for a message: a name or key in
+  // a hostile document may be as long as the document.
+  static std::string Excerpt(std::string_view text);
 
  private:
   Token ReadStartTag();

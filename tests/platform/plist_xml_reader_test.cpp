@@ -193,7 +193,7 @@ TEST(PlistXmlReaderTest, RefusesWhatIsNoPropertyListAndSaysWhy) {
   struct Case {
     const char* name;
     std::string xml;
-    const char* reason;  // a part of it
+    std::string reason;  // a part of it
   };
   const Case cases[] = {
       // Bytes.
@@ -280,6 +280,9 @@ TEST(PlistXmlReaderTest, RefusesWhatIsNoPropertyListAndSaysWhy) {
       {"an element inside a string", "<string>a<b>c</b></string>", "an element inside <string>"},
       {"an unknown element", "<dict><key>a</key><foo/></dict>", "<foo>, which is no"},
       {"elements are case-sensitive", "<String>a</String>", "<String>, which is no"},
+      {"a long name, cut short in the reason",
+       "<" + std::string(39, 'x') + "\xC3\xA9" + std::string(1000, 'y') + "/>",
+       "<" + std::string(39, 'x') + "...>, which is no"},
       {"an integer", Plist("<integer>1</integer>"), "<integer>, a type the values lack"},
       {"a real", "<array><real>1.5</real></array>", "<real>"},
       {"a date", "<date>2024-01-01T00:00:00Z</date>", "<date>"},
