@@ -1,36 +1,42 @@
 #include "platform/key_table.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
 
-// Key names are short and mostly share a prefix ("kQBFontInfo..."), so the
-// hash takes the size and the first and last eight bytes, which is all of
-// most of them and where longer ones differ; a match is confirmed in full.
-uint64_t HashOf(std::string_view text) {
-  constexpr uint64_t kSpread = 0x9E3779B97F4A7C15u;
-  const size_t size = text.size();
-  uint64_t first = 0, last = 0;
-  if (size >= 8) {
-    std::memcpy(&first, text.data(), 8);
-    std::memcpy(&last, text.data() + size - 8, 8);
-  } else if (size > 0) {
-    std::memcpy(&first, text.data(), size);
-  }
-  uint64_t hash = (size ^ first) * kSpread;
-  hash = (hash ^ (hash >> 29) ^ last) * kSpread;
-  return hash ^ (hash >> 32);
-}
+// A text is looked for in at most this many slots from where its hash
+// points; a half-full table of honest keys needs one or two.
+constexpr size_t kMaxProbes = 32;
 
 }  // namespace
 
+uint64_t KeyTable::HashOf(std::string_view text) {
+  constexpr uint64_t kSpread = 0x9E3779B97F4A7C15u;
+  uint64_t hash = text.size();
+  for (size_t at = 0; at < text.size(); at += 8) {
+    uint64_t word = 0;
+    std::memcpy(&word, text.data() + at, std::min<size_t>(8, text.size() - at));
+    hash = (hash ^ word) * kSpread;
+    hash ^= hash >> 32;
+  }
+  // MurmurHash3's final mix: every bit of every word reaches the low bits
+  // that pick a slot.
+  hash ^= hash >> 33;
+  hash *= 0xFF51AFD7ED558CCDu;
+  hash ^= hash >> 33;
+  hash *= 0xC4CEB9FE1A85EC53u;
+  return hash ^ (hash >> 33);
+}
+
 InternedKey* KeyTable::Intern(std::string_view text) {
-  const uint64_t hash = HashOf(text);
+  const uint64_t hash = hash_(text);
   const size_t mask = slots_.size() - 1;
-  for (size_t i = hash & mask;; i = (i + 1) & mask) {
+  size_t i = hash & mask;
+  for (size_t probe = 0; probe < kMaxProbes; ++probe, i = (i + 1) & mask) {
     Slot& slot = slots_[i];
     if (slot.key == 0) {
-      keys_.push_back(std::make_unique<InternedKey>(text));
+      keys_.push_back(std::make_unique<InternedKey>(text, true));
       slot = {hash, static_cast<uint32_t>(keys_.size())};
       InternedKey* key = keys_.back().get();
       if (2 * keys_.size() > slots_.size())
@@ -40,8 +46,15 @@ InternedKey* KeyTable::Intern(std::string_view text) {
     if (slot.hash == hash && keys_[slot.key - 1]->key.view() == text)
       return keys_[slot.key - 1].get();
   }
+  // Too many texts collide here. The text may even be in the table already,
+  // further on: this key cannot be told apart by identity.
+  keys_.push_back(std::make_unique<InternedKey>(text, false));
+  return keys_.back().get();
 }
 
+// Rehashing may move a key further than kMaxProbes from where its hash
+// points; a later look for it then makes a key that is not unique, which
+// costs a search, never a wrong tree.
 void KeyTable::Grow() {
   std::vector<Slot> old = std::move(slots_);
   slots_.assign(2 * old.size(), Slot{});

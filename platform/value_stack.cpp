@@ -45,9 +45,12 @@ bool ValueStack::CloseDictionary(size_t first, InternedKey* key) {
     return false;
   cf::Ref<cf::Dictionary> dictionary = cf::Dictionary::Create(pending_.size() - first);
   const uint64_t number = ++dictionaries_;
+  bool by_identity = true;
+  for (size_t i = first; i < pending_.size(); ++i)
+    by_identity = by_identity && pending_[i].key->unique;
   for (size_t i = first; i < pending_.size(); ++i) {
     InternedKey& entry_key = *pending_[i].key;
-    if (entry_key.dictionary == number) {
+    if (!by_identity || entry_key.dictionary == number) {
       dictionary->Set(entry_key.key, std::move(pending_[i].value));
     } else {
       entry_key.dictionary = number;
