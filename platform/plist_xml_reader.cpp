@@ -92,7 +92,7 @@ class Parser {
   int depth_ = 0;  // of the open arrays and dictionaries
   // In a dictionary: the key read whose value has not come yet.
   InternedKey* key_ = nullptr;
-  bool began_ = false;  // an element was seen: no DOCTYPE any more
+  bool began_ = false;  // a DOCTYPE or an element was seen: no DOCTYPE may follow
 };
 
 cf::Ref<cf::Object> Parser::Parse(std::string* why) {
