@@ -78,10 +78,11 @@ bool PrintPublication(PasteboardRef board, Format format) {
     Print(*xml);
     return true;
   }
-  cf::Ref<cf::Object> tree = CFPropertyListCreateFromXMLData(*xml);
+  std::string why;
+  cf::Ref<cf::Object> tree = CFPropertyListCreateFromXMLData(*xml, &why);
   if (!tree) {
     Complain(std::string("the data on the pasteboard ") + kQBSetsPasteboardName +
-             " is not a property list");
+             " is not a property list: " + why);
     return false;
   }
   Print(format == Format::kTree ? SetTreeText(tree.get()) : PropertyListJson(tree.get()) + "\n");

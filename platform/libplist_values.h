@@ -5,6 +5,7 @@
 
 #include <plist/plist.h>
 
+#include "platform/plist_limits.h"
 #include "platform/values.h"
 
 namespace cf {

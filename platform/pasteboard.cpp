@@ -12,6 +12,7 @@
 
 #include "hookwright/hkwprintf.h"
 #include "platform/pasteboard_contents.h"
+#include "platform/plist_limits.h"
 #include "platform/private_directory.h"
 #include "platform/whole_file.h"
 
@@ -49,9 +50,9 @@ namespace {
 
 constexpr char kContentsFile[] = "contents";
 constexpr char kLockFile[] = "lock";
-// Far beyond any set tree, with room for the fields around a payload; keeps
-// a damaged or hostile file from exhausting memory.
-constexpr size_t kContentsLimit = (size_t{512} << 20) + (size_t{1} << 20);
+// The largest property list a reader takes, with room for the fields around
+// it; keeps a damaged or hostile file from exhausting memory.
+constexpr size_t kContentsLimit = cf::kMaxPropertyListBytes + (size_t{1} << 20);
 
 std::mutex hooks_mutex;
 PasteboardTestHooks hooks;

@@ -18,8 +18,9 @@ uint64_t ReadBigEndian(std::string_view bytes, size_t at, size_t size) {
 }
 
 // How deeply the containers of a binary property list nest (longest chain of
-// references from the top object), or -1 when its tables are inconsistent
-// or its references form a cycle. Walks iteratively, so depth costs no stack.
+// references from the top object), or -1 when its tables are inconsistent,
+// its references form a cycle or a dictionary key holds U+0000. Walks
+// iteratively, so depth costs no stack.
 int BinaryNestingDepth(std::string_view data) {
   constexpr size_t kTrailerSize = 32;
   if (data.size() < 8 + kTrailerSize)
@@ -35,35 +36,68 @@ int BinaryNestingDepth(std::string_view data) {
   if (top >= count || table > trailer || count > (trailer - table) / offset_size)
     return -1;
 
-  // The references an object holds, when it is a container; false when the
-  // object does not fit in the data.
-  auto children = [&](uint64_t object, std::vector<uint64_t>* refs) {
-    refs->clear();
+  // The kind of an object (its marker's high nibble), the count its marker
+  // gives (of bytes, UTF-16 units or references) and where what it counts
+  // starts; false when that does not fit in the data.
+  auto header = [&](uint64_t object, unsigned* kind, uint64_t* length, uint64_t* content) {
     uint64_t at = ReadBigEndian(data, table + object * offset_size, offset_size);
     if (at >= trailer)
       return false;
     unsigned char marker = static_cast<unsigned char>(data[at]);
-    unsigned kind = marker >> 4;
-    if (kind != 0xA && kind != 0xC && kind != 0xD)
-      return true;  // Not a container.
-    uint64_t length = marker & 0xF;
+    *kind = marker >> 4;
+    *length = marker & 0xF;
     ++at;
-    if (length == 0xF) {  // The length follows as an integer object.
+    if (*length == 0xF && (*kind == 0x5 || *kind == 0x6 || *kind == 0xA || *kind >= 0xC)) {
+      // The length follows as an integer object.
       if (at >= trailer)
         return false;
       unsigned char int_marker = static_cast<unsigned char>(data[at]);
       size_t int_size = size_t{1} << (int_marker & 0xF);
       if ((int_marker >> 4) != 0x1 || int_size > 8 || trailer - at - 1 < int_size)
         return false;
-      length = ReadBigEndian(data, at + 1, int_size);
+      *length = ReadBigEndian(data, at + 1, int_size);
       at += 1 + int_size;
     }
+    *content = at;
+    return true;
+  };
+
+  // Whether a dictionary key holds U+0000: libplist asserts that a key's
+  // length is that of a C string, so such a key would abort the process.
+  auto key_holds_nul = [&](uint64_t key) {
+    unsigned kind;
+    uint64_t length, at;
+    if (!header(key, &kind, &length, &at))
+      return true;
+    const uint64_t bytes = kind == 0x6 ? 2 * length : length;
+    if (kind != 0x5 && kind != 0x6)
+      return false;  // libplist refuses a key of any other kind.
+    if (length > trailer || bytes > trailer - at)
+      return true;
+    for (uint64_t i = 0; i < bytes; i += kind == 0x6 ? 2 : 1) {
+      if (data[at + i] == '\0' && (kind == 0x5 || data[at + i + 1] == '\0'))
+        return true;
+    }
+    return false;
+  };
+
+  // The references an object holds, when it is a container; false when the
+  // object does not fit in the data, or is a dictionary with a key libplist
+  // cannot take.
+  auto children = [&](uint64_t object, std::vector<uint64_t>* refs) {
+    refs->clear();
+    unsigned kind;
+    uint64_t length, at;
+    if (!header(object, &kind, &length, &at))
+      return false;
+    if (kind != 0xA && kind != 0xC && kind != 0xD)
+      return true;  // Not a container.
     uint64_t ref_count = kind == 0xD ? length * 2 : length;
     if (length > trailer || ref_count > (trailer - at) / ref_size)
       return false;
     for (uint64_t i = 0; i < ref_count; ++i) {
       uint64_t ref = ReadBigEndian(data, at + i * ref_size, ref_size);
-      if (ref >= count)
+      if (ref >= count || (kind == 0xD && i < length && key_holds_nul(ref)))
         return false;
       refs->push_back(ref);
     }
@@ -123,7 +157,9 @@ cf::Ref<cf::Object> ReadBinaryPropertyList(std::string_view bytes, std::string* 
   // first, iteratively, so that no input can exhaust the stack.
   const int depth = BinaryNestingDepth(bytes);
   if (depth < 0) {
-    SetWhy(why, "damaged binary property list (its tables or references are inconsistent)");
+    SetWhy(why,
+           "damaged binary property list (its tables or references are inconsistent, or a "
+           "key holds U+0000)");
     return nullptr;
   }
   if (depth > cf::kMaxPropertyListDepth) {

@@ -12,8 +12,8 @@ bool IsBinaryPropertyList(std::string_view bytes);
 
 // The value of a binary property list, or null with `*why` (when given)
 // saying what is wrong: tables that point outside the data, references that
-// form a cycle, nesting past cf::kMaxPropertyListDepth, or a type the value
-// model lacks.
+// form a cycle, a key holding U+0000, nesting past cf::kMaxPropertyListDepth,
+// or a type the value model lacks.
 cf::Ref<cf::Object> ReadBinaryPropertyList(std::string_view bytes, std::string* why);
 
 #endif  // PLATFORM_PLIST_BINARY_READER_H_

@@ -1,4 +1,29 @@
-// XML property lists read into values.
+// XML property lists read into values, in one pass over the bytes.
+//
+// The document is a property list's value - <string>, <key>, <true/>,
+// <false/>, <array>, <dict> - alone or wrapped in one <plist> element (its
+// attributes ignored), with anything that carries nothing around and between
+// the elements: the XML declaration, a DOCTYPE, comments, processing
+// instructions, white space (see platform/xml_scanner.h for how text and
+// markup are read). The tree is the one libplist 2.2 reads from the same
+// bytes: string content kept byte for byte, white space and CR LF included;
+// a key repeated in a dictionary keeping its first place and its last value.
+//
+// The bytes come from a file any process of the user can write, so the
+// document is refused, with the reason in `*why`, when it:
+// - nests containers deeper than cf::kMaxPropertyListDepth
+//   (platform/plist_limits.h); open containers are kept on a path of their
+//   own, so depth never costs stack. (A document larger than
+//   cf::kMaxPropertyListBytes is refused before it comes here, by
+//   CFPropertyListCreateFromXMLData.)
+// - holds a byte that is not well-formed UTF-8, or U+0000, anywhere;
+// - references an entity other than XML's five predefined ones: entities a
+//   DOCTYPE declares are never expanded, external ones never read;
+// - ends early, closes a tag it did not open, has text outside the elements
+//   or between a container's values, a key with no value or a value with no
+//   key, or two values at the top;
+// - holds <integer>, <real>, <date> or <data>, which the value model lacks,
+//   or an element that is no property-list element.
 #ifndef PLATFORM_PLIST_XML_READER_H_
 #define PLATFORM_PLIST_XML_READER_H_
 

@@ -21,9 +21,6 @@ constexpr std::string_view kProlog =
     "<plist version=\"1.0\">\n";
 constexpr std::string_view kEpilog = "</plist>\n";
 
-// Lengths travelled as 32 bits through the platform's XML data.
-constexpr size_t kMaxXmlBytes = UINT32_MAX;
-
 // The most indentation a line can have: keys sit one level below the
 // deepest container.
 constexpr size_t kMaxIndent = cf::kMaxPropertyListDepth + 1;
@@ -152,7 +149,7 @@ class KeyOrders {
 // that cannot be written.
 class Writer {
  public:
-  Writer() : buffer_(std::make_shared<ReservedBuffer>(kMaxXmlBytes)) {}
+  Writer() : buffer_(std::make_shared<ReservedBuffer>(cf::kMaxPropertyListBytes)) {}
 
   std::optional<cf::Data> Write(const cf::Object& root) {
     if (!Append(kProlog) || !WriteValue(root, 0) || !Append(kEpilog))

@@ -20,6 +20,7 @@
 #include <optional>
 
 #include "platform/data.h"
+#include "platform/plist_limits.h"
 #include "platform/values.h"
 
 // A shared child is written out in full under each parent, so a small tree
@@ -31,7 +32,7 @@ inline constexpr size_t kMaxWrittenValues = 8 * 1024 * 1024;
 // when `root` is null or holds what a property list cannot: a URL, a cycle,
 // a string with U+0000 in it, a key that is not UTF-8, containers nested
 // deeper than cf::kMaxPropertyListDepth, more than kMaxWrittenValues values,
-// or more than 4 GiB of XML.
+// or more XML than cf::kMaxPropertyListBytes, which no reader would take.
 std::optional<cf::Data> WriteXmlPropertyList(const cf::Object* root);
 
 #endif  // PLATFORM_PLIST_XML_WRITER_H_

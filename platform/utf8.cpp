@@ -2,7 +2,7 @@
 
 namespace cf {
 
-bool IsWellFormedBeyondAscii(std::string_view text) {
+size_t FindInvalidUtf8(std::string_view text) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
   size_t size = text.size();
   size_t i = 0;
@@ -36,19 +36,19 @@ bool IsWellFormedBeyondAscii(std::string_view text) {
       low = lead == 0xF0 ? 0x90 : 0x80;
       high = lead == 0xF4 ? 0x8F : 0xBF;
     } else {
-      return false;  // Continuation byte, overlong C0/C1 lead, or F5-FF.
+      return i;  // Continuation byte, overlong C0/C1 lead, or F5-FF.
     }
     if (size - i - 1 < trail_count)
-      return false;
+      return i;
     if (bytes[i + 1] < low || bytes[i + 1] > high)
-      return false;
+      return i;
     for (size_t k = 2; k <= trail_count; ++k) {
       if ((bytes[i + k] & 0xC0) != 0x80)
-        return false;
+        return i;
     }
     i += trail_count + 1;
   }
-  return true;
+  return std::string_view::npos;
 }
 
 }  // namespace cf

@@ -35,9 +35,15 @@ inline bool IsAscii(std::string_view text) {
   return seen < 0x80;
 }
 
+// Where the first byte that breaks well-formed UTF-8 (see IsWellFormedUtf8)
+// is, or npos when there is none: what a parser reports.
+size_t FindInvalidUtf8(std::string_view text);
+
 // Whether text with a byte of 0x80 or above in it is well-formed UTF-8
 // (see IsWellFormedUtf8).
-bool IsWellFormedBeyondAscii(std::string_view text);
+inline bool IsWellFormedBeyondAscii(std::string_view text) {
+  return FindInvalidUtf8(text) == std::string_view::npos;
+}
 
 // Well-formed UTF-8 as Unicode defines it: no overlong forms, no surrogates,
 // nothing past U+10FFFF, no sequence cut short. Nearly all text read from a

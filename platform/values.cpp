@@ -316,18 +316,23 @@ class String::InRun final : public String {
 };
 
 void String::CreateRun(std::span<const char* const> texts, Ref<String>* strings) {
+  assert(texts.size() <= kMaxRun);
+  std::array<std::string_view, kMaxRun> views;
+  std::copy(texts.begin(), texts.end(), views.begin());
+  CreateRun(std::span<const std::string_view>(views.data(), texts.size()), strings);
+}
+
+void String::CreateRun(std::span<const std::string_view> texts, Ref<String>* strings) {
   static_assert(sizeof(InRun) == sizeof(String), "a string's text follows its String part");
   assert(texts.size() <= kMaxRun);
-  std::array<size_t, kMaxRun> sizes;
   uint64_t well_formed = 0;
   size_t alive = 0, bytes = sizeof(InRun::Run);
   for (size_t i = 0; i < texts.size(); ++i) {
-    sizes[i] = std::strlen(texts[i]);
-    if (!IsWellFormedUtf8({texts[i], sizes[i]}))
+    if (!IsWellFormedUtf8(texts[i]))
       continue;
     well_formed |= uint64_t{1} << i;
     ++alive;
-    bytes += InRun::Footprint(sizes[i]);
+    bytes += InRun::Footprint(texts[i].size());
   }
   InRun::Run* run = nullptr;
   char* at = nullptr;
@@ -341,7 +346,7 @@ void String::CreateRun(std::span<const char* const> texts, Ref<String>* strings)
       continue;
     }
     ++live_objects;
-    strings[i] = Ref<String>(InRun::Place(run, at, {texts[i], sizes[i]}, &at));
+    strings[i] = Ref<String>(InRun::Place(run, at, texts[i], &at));
   }
 }
 

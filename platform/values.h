@@ -162,6 +162,8 @@ class String : public Object {
   // mostly go together. At most kMaxRun texts.
   static constexpr size_t kMaxRun = 64;
   static void CreateRun(std::span<const char* const> texts, Ref<String>* strings);
+  // The same for texts of any bytes, NUL included, as a parser finds them.
+  static void CreateRun(std::span<const std::string_view> texts, Ref<String>* strings);
 
   std::string_view utf8() const { return {text(), size_}; }
   // The text followed by a NUL.
@@ -524,11 +526,6 @@ inline void Release(Object* object) {
 // already under comparison counts as equal, so cycles terminate. Two nulls
 // are equal; null and non-null are not.
 bool Equal(const Object* a, const Object* b);
-
-// Property lists whose containers nest deeper than this are refused by every
-// reader and writer of the value model, which recurse or keep a path no
-// longer than this.
-inline constexpr int kMaxPropertyListDepth = 512;
 
 // Frees every garbage cycle now. Also runs by itself when enough candidates
 // have gathered, and at process exit.

@@ -1,6 +1,7 @@
 #include "platform/xml.h"
 
 #include "platform/plist_binary_reader.h"
+#include "platform/plist_limits.h"
 #include "platform/plist_xml_reader.h"
 #include "platform/plist_xml_writer.h"
 
@@ -10,9 +11,12 @@ std::optional<cf::Data> CFPropertyListCreateXMLData(const cf::Object* root) {
 
 cf::Ref<cf::Object> CFPropertyListCreateFromXMLData(std::string_view bytes,
                                                     std::string* errorString) {
-  if (bytes.empty()) {
+  if (bytes.empty() || bytes.size() > cf::kMaxPropertyListBytes) {
     if (errorString != nullptr)
-      *errorString = "no data";
+      *errorString = bytes.empty()
+                         ? "no data"
+                         : "larger than the " + std::to_string(cf::kMaxPropertyListBytes >> 20) +
+                               " MiB a property list may take";
     return nullptr;
   }
   return IsBinaryPropertyList(bytes) ? ReadBinaryPropertyList(bytes, errorString)

@@ -38,14 +38,19 @@ for test in "${tsan_tests[@]}"; do
   TSAN_OPTIONS=halt_on_error=1 build/ci-tsan/tests/watch/"$test"
 done
 
-# The database fuzzer for about a minute, seeded with the fixtures. Any
-# crash, sanitizer report or hang fails the run and leaves the input in
-# build/ci-fuzz/ for a regression file under tests/sqlite2/hostile.
+# About a minute of fuzzing: the database fuzzer for 40 s, seeded with the
+# fixtures, then the property-list fuzzer for 20 s, seeded with its corpus.
+# Any crash, sanitizer report or hang fails the run and leaves the input in
+# build/ci-fuzz/ for a regression file under tests/sqlite2/hostile or
+# tests/platform/hostile_plists.
 echo "=== build/ci-fuzz"
 CC=clang CXX=clang++ cmake -S . -B build/ci-fuzz -DQBFA_BUILD_FUZZ=ON >/dev/null
 cmake --build build/ci-fuzz -j"$jobs"
-mkdir -p build/ci-fuzz/corpus
-build/ci-fuzz/fuzz/database_fuzzer -max_total_time=60 -max_len=32768 -timeout=10 \
+mkdir -p build/ci-fuzz/corpus build/ci-fuzz/plist_corpus
+build/ci-fuzz/fuzz/database_fuzzer -max_total_time=40 -max_len=32768 -timeout=10 \
   -rss_limit_mb=2048 -artifact_prefix=build/ci-fuzz/ build/ci-fuzz/corpus ../shared/fixtures
+build/ci-fuzz/fuzz/plist_parser_fuzzer -max_total_time=20 -max_len=8192 -timeout=10 \
+  -rss_limit_mb=2048 -dict=fuzz/plist_parser.dict -artifact_prefix=build/ci-fuzz/ \
+  build/ci-fuzz/plist_corpus fuzz/corpus/plist_parser
 
 echo "All tests passed."

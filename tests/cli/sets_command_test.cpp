@@ -68,14 +68,7 @@ TEST_F(SetsCommandTest, PrintsWhatIsPublishedOrSaysWhyNot) {
        "",
        std::string("qbfa sets: the pasteboard ") + kPasteboard +
            " holds no com.apple.xml-plist data\n"},
-      {"not a property list",
-       "com.apple.xml-plist",
-       "<html/>",
-       {"sets"},
-       1,
-       "",
-       std::string("qbfa sets: the data on the pasteboard ") + kPasteboard +
-           " is not a property list\n"},
+
       {"tree", "com.apple.xml-plist", kOneSet, {"sets"}, 0, "+ Web\n    - Elbe Sans\n", ""},
       {"xml, byte for byte",
        "com.apple.xml-plist",
@@ -102,6 +95,36 @@ TEST_F(SetsCommandTest, PrintsWhatIsPublishedOrSaysWhyNot) {
     EXPECT_EQ(result.exit_code, c.exit_code);
     EXPECT_EQ(result.out, c.out);
     EXPECT_EQ(result.err, c.err);
+  }
+}
+
+TEST_F(SetsCommandTest, SaysWhyThePublicationIsNoPropertyList) {
+  struct Case {
+    const char* name;
+    std::string data;
+    std::string reason;
+  };
+  const Case cases[] = {
+      {"not a property list", "<html/>",
+       "<html>, which is no property-list element (line 1, column 1)"},
+      {"truncated", kOneSet.substr(0, kOneSet.find("Web") + 2),
+       "the document ends inside <string> (truncated?) (line 4, column 32)"},
+      {"an entity", "<!DOCTYPE plist [<!ENTITY e \"x\">]><plist><string>&e;</string></plist>",
+       "a reference to the entity &e; which is not one of XML's five (entities a DOCTYPE "
+       "declares are never expanded) (line 1, column 50)"},
+      {"not UTF-8", Plist("<string>\xC3</string>"), "bytes that are not UTF-8 (line 4, column 9)"},
+      {"a number", Plist("<integer>7</integer>"),
+       "<integer>, a type the values lack (they are strings, booleans, arrays and "
+       "dictionaries) (line 4, column 1)"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ASSERT_TRUE(qbfa_test::ReplacePasteboard(kPasteboard, "com.apple.xml-plist", c.data));
+    qbfa_test::CommandResult result = RunQbfa({"sets"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, std::string("qbfa sets: the data on the pasteboard ") + kPasteboard +
+                              " is not a property list: " + c.reason + "\n");
   }
 }
 
