@@ -29,7 +29,7 @@ uint64_t KeyTable::HashOf(std::string_view text) {
   return hash ^ (hash >> 33);
 }
 
-InternedKey* KeyTable::Intern(std::string_view text) {
+InternedKey* KeyTable::Find(std::string_view text) {
   const uint64_t hash = hash_(text);
   const size_t mask = slots_.size() - 1;
   size_t i = hash & mask;

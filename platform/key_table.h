@@ -26,6 +26,8 @@ struct InternedKey {
   // The last dictionary (by the number its builder gave it) that holds this
   // key: tells a key repeated within one dictionary without a search.
   uint64_t dictionary = 0;
+  // The key asked for right after this one, the last time.
+  InternedKey* next = nullptr;
 };
 
 class KeyTable {
@@ -41,10 +43,21 @@ class KeyTable {
   KeyTable& operator=(const KeyTable&) = delete;
 
   // The key whose text is `text`, made on first sight; it lives as long as
-  // the table.
-  InternedKey* Intern(std::string_view text);
+  // the table. Dictionary after dictionary holds the same keys in the same
+  // order, so the key that followed the previous one last time is tried
+  // first, which spares most lookups the hash.
+  InternedKey* Intern(std::string_view text) {
+    InternedKey* key =
+        previous_ != nullptr && previous_->next != nullptr && previous_->next->key.view() == text
+            ? previous_->next
+            : Find(text);
+    if (previous_ != nullptr)
+      previous_->next = key;
+    return previous_ = key;
+  }
 
  private:
+  InternedKey* Find(std::string_view text);
   void Grow();
 
   // Open addressing, at most half full; a slot holds an index into keys_
@@ -56,6 +69,7 @@ class KeyTable {
   const Hash hash_;
   std::vector<Slot> slots_;
   std::vector<std::unique_ptr<InternedKey>> keys_;
+  InternedKey* previous_ = nullptr;
 };
 
 #endif  // PLATFORM_KEY_TABLE_H_

@@ -8,6 +8,14 @@
 // markup are read). The tree is the one libplist 2.2 reads from the same
 // bytes: string content kept byte for byte, white space and CR LF included;
 // a key repeated in a dictionary keeping its first place and its last value.
+// Where libplist misreads well-formed XML, the reader goes by XML: a
+// byte-order mark, <key/>, a '>' inside a single-quoted attribute value,
+// "]>" inside a comment or literal of the DOCTYPE's internal subset, a
+// processing instruction inside a string, a character reference with
+// leading zeros.
+// Where libplist reads past what XML allows, the reader refuses (below):
+// anything after the top value, text in a boolean, a <key> outside a
+// dictionary, "&ampx;".
 //
 // The bytes come from a file any process of the user can write, so the
 // document is refused, with the reason in `*why`, when it:

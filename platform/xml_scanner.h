@@ -2,8 +2,8 @@
 // pass over bytes in memory.
 //
 // Between elements the scanner skips white space (space, tab, CR, LF),
-// comments "<!--...-->" and processing instructions "<?...?>", the XML
-// declaration among them. A DOCTYPE is skipped whole, internal subset
+// comments "<!--...-->" and processing instructions "<?target ...?>", the
+// XML declaration among them. A DOCTYPE is skipped whole, internal subset
 // included, and never acted upon: the entities it declares are not expanded
 // and nothing external is ever read. What is left are tags and text.
 //

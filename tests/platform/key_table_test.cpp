@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -29,6 +30,20 @@ TEST(KeyTableTest, OneKeyPerText) {
     EXPECT_EQ(again->key.view(), "key " + std::to_string(i));
   }
   EXPECT_EQ(table.Intern(""), table.Intern(""));
+}
+
+// The key tried first - the one that followed the previous key last time -
+// is only a guess: whatever the order, each text gets its one key.
+TEST(KeyTableTest, KeysInAnyOrder) {
+  KeyTable table;
+  std::map<std::string, InternedKey*> seen;
+  std::mt19937 random(7);
+  for (int i = 0; i < 3000; ++i) {
+    const std::string text = "k" + std::to_string(random() % 6 == 0 ? random() % 40 : i % 5);
+    InternedKey* key = table.Intern(text);
+    EXPECT_EQ(key->key.view(), text);
+    EXPECT_EQ(seen.emplace(text, key).first->second, key) << text;
+  }
 }
 
 TEST(KeyTableTest, TextsThatCollideCostBoundedProbesAndStayApart) {

@@ -17,6 +17,7 @@ namespace {
 
 constexpr int kMaxDepth = cf::kMaxPropertyListDepth;
 
+
 struct PlistDeleter {
   void operator()(void* node) const { plist_free(node); }
 };

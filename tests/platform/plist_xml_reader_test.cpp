@@ -101,6 +101,8 @@ std::vector<Document> ValidDocuments() {
       {"white space inside tags",
        "<plist\n\tversion = \"1.0\"\n><dict\n><key\t>k</key\n><string  >v</string\t\r\n>"
        "</dict  ></plist >"},
+      {"'>' in a DOCTYPE literal and in an attribute value",
+       "<!DOCTYPE plist SYSTEM \"a>b\"><plist a=\">\"><string id=\"a>b\">x</string></plist>"},
       {"attributes on plist",
        "<plist version=\"1.0\" xmlns:x='urn:x' x:y=\"&amp;\"><true/></plist>"},
       {"text kept byte for byte",
@@ -166,12 +168,11 @@ TEST(PlistXmlReaderTest, ReadsWellFormedXmlThatLibplistDoesNot) {
   };
   const Case cases[] = {
       {"a byte-order mark", "\xEF\xBB\xBF<plist><string>x</string></plist>", MakeString("x")},
-      {"'>' in a DOCTYPE literal", "<!DOCTYPE plist SYSTEM \"a>b\"><string>x</string>",
-       MakeString("x")},
       {"']' and '>' apart at the end of an internal subset",
        "<!DOCTYPE plist [ <!ENTITY e \"]>\"> ] >\n<string>x</string>", MakeString("x")},
+      {"'>' in a single-quoted attribute value", "<plist a='>'><string>x</string></plist>",
+       MakeString("x")},
       {"a processing instruction inside a string", "<string>a<?pi ?>b</string>", MakeString("ab")},
-      {"'>' in an attribute value", "<string id=\"a>b\">x</string>", MakeString("x")},
       {"an empty-element key", "<dict><key/><true/><key>k</key><string/></dict>",
        DictionaryOf({{"", Boolean::True()}, {"k", MakeString("")}})},
       {"character references with leading zeros", "<string>&#x0000041;&#00000066;</string>",
