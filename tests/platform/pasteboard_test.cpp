@@ -284,9 +284,10 @@ TEST_F(PasteboardTest, UnsafeDirectoriesAreRefusedAndSayWhy) {
 }
 
 TEST_F(PasteboardTest, NamesThatAreNotOneDirectoryAreRejected) {
-  for (std::string_view name : {std::string_view(""), std::string_view("."), std::string_view(".."),
-                                std::string_view("a/b"), std::string_view("a\0b", 3),
-                                std::string_view(std::string(256, 'n'))}) {
+  const std::string too_long(256, 'n');
+  for (std::string_view name :
+       {std::string_view(""), std::string_view("."), std::string_view(".."),
+        std::string_view("a/b"), std::string_view("a\0b", 3), std::string_view(too_long)}) {
     PasteboardRef pasteboard = nullptr;
     EXPECT_EQ(PasteboardCreate(name, &pasteboard), paramErr) << name;
     EXPECT_EQ(pasteboard, nullptr);
