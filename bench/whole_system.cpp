@@ -255,6 +255,8 @@ std::vector<Library> Libraries(const Options& options, bool every_library) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (int launched = qbfa_bench::LaunchTimed(argc, argv); launched >= 0)
+    return launched;
   CLI::App app("Times the whole system in real processes");
   Options options;
   std::vector<std::string> chosen;
