@@ -31,7 +31,7 @@ void Print(benchmark::State& state, std::string (*print)(const cf::Object*)) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
 }
 
-BENCHMARK_CAPTURE(Print, Outline / 20000, SetTreeText)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Print, Json / 20000, PropertyListJson)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Print, outline, SetTreeText)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Print, json, PropertyListJson)->Unit(benchmark::kMillisecond);
 
 }  // namespace
