@@ -1,8 +1,9 @@
 // The whole system as a user has it, for timing: a private session bus, a
 // throw-away home with the font manager's library at
-// ~/Library/FontAgent Pro/FontAgent.db and the plug-in's log switch on,
-// `qbfa host` running the plug-in, and this process as a listener
-// subscribed to both notifications of a publication.
+// ~/Library/FontAgent Pro/FontAgent.db and the plug-in's log switch on, the
+// runtime folder (the pasteboard's) on a tmpfs, `qbfa host` running the
+// plug-in, and this process as a listener subscribed to both notifications
+// of a publication.
 #ifndef BENCH_SYSTEM_RIG_H_
 #define BENCH_SYSTEM_RIG_H_
 
@@ -12,6 +13,7 @@
 #include <string_view>
 
 #include "bench/logged_host.h"
+#include "bench/tmpfs_runtime_folder.h"
 #include "platform/notification_listener.h"
 #include "platform/pasteboard.h"
 #include "tests/support/environment.h"
@@ -52,6 +54,7 @@ class SystemRig {
  private:
   qbfa_test::PrivateSessionBus bus_;
   qbfa_test::TemporaryHome home_;
+  TmpfsRuntimeFolder runtime_;
   // The host's other source of switches stays off.
   qbfa_test::ScopedEnvironmentVariable no_display_{"DISPLAY", std::nullopt};
   std::string database_;
