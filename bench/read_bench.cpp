@@ -8,8 +8,6 @@
 //   cmake -S . -B build/bench -DQBFA_BUILD_BENCH=ON
 //   cmake --build build/bench --target qbfa_bench && build/bench/bench/qbfa_bench
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -18,20 +16,18 @@
 #include <utility>
 
 #include "bench/heap_counter.h"
+#include "bench/libraries.h"
 #include "hookwright/log.h"
 #include "platform/values.h"
 #include "platform/xml.h"
-#include "reader/set_reader.h"
 #include "sqlite2/sqlite.h"
-#include "state.h"
-#include "tests/support/fontdb_generator.h"
 #include "tests/support/session_bus.h"
 #include "tests/support/temporary_home.h"
 #include "watch/broadcast.h"
 
 namespace {
 
-using FontIds = qbfa_test::FontDatabaseShape::FontIds;
+using qbfa_bench::FontIds;
 
 constexpr int kSizes[] = {1000, 5000, 20000, 80000};
 
@@ -40,44 +36,18 @@ struct Library {
   double file_bytes = 0;
 };
 
-const std::string& Directory() {
-  static const std::string directory = [] {
-    std::string pattern = (std::filesystem::temp_directory_path() / "qbfa_bench_XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-      std::perror("mkdtemp");
-      std::exit(1);
-    }
-    return pattern;
-  }();
-  return directory;
-}
-
-// Each library is written once per run, on first use.
 const Library& LibraryOf(int fonts, FontIds ids) {
   static std::map<std::pair<int, FontIds>, Library> libraries;
   Library& library = libraries[{fonts, ids}];
   if (library.path.empty()) {
-    qbfa_test::FontDatabaseShape shape;
-    shape.font_count = fonts;
-    shape.fonts_per_set = 20;
-    shape.nesting_depth = 3;
-    shape.sets_per_font = 2;
-    shape.font_ids = ids;
-    library.path = Directory() + "/fonts-" + std::to_string(fonts) +
-                   (ids == FontIds::kIntegerPrimaryKey ? "-integer" : "-text") + ".db";
-    if (!qbfa_test::WriteFontDatabase(shape, library.path).ok()) {
-      std::fprintf(stderr, "cannot write %s\n", library.path.c_str());
-      std::exit(1);
-    }
+    library.path = qbfa_bench::LibraryPath(fonts, ids);
     library.file_bytes = static_cast<double>(std::filesystem::file_size(library.path));
   }
   return library;
 }
 
-// The start-up read: open, QBFA_CopyFontSets (which closes).
 cf::Ref<cf::Array> ReadSets(const Library& library) {
-  db = sqlite_open(library.path.c_str(), 0, nullptr);
-  return QBFA_CopyFontSets();
+  return qbfa_bench::ReadSets(library.path);
 }
 
 // The heap the read needs at its peak, and what the tree keeps, measured in
@@ -247,6 +217,5 @@ int main(int argc, char** argv) {
     return 1;
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
-  std::filesystem::remove_all(Directory());
   return 0;
 }

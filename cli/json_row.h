@@ -13,6 +13,9 @@
 
 // A JSON string literal, quotes included.
 std::string JsonString(std::string_view bytes);
+// The same appended to `out`: for writers of large documents, which keep one
+// buffer.
+void AppendJsonString(std::string_view bytes, std::string* out);
 
 // One row as handed to an sqlite_exec() callback; a NULL value is null.
 std::string JsonRow(int argc, char** argv, char** column_names);

@@ -6,19 +6,27 @@
 
 namespace {
 
-constexpr int kIndent = 4;
+// Spaces per level: of the outline, and of the JSON.
+constexpr size_t kOutlineIndent = 4;
+constexpr size_t kJsonIndent = 2;
 
 // The platform's file-type codes that the reader stores, in words, in
 // parentheses; a label the reader kept as the font manager wrote it
 // ("(PS)") already has them.
-std::string FormatText(std::string_view code) {
-  if (code == "OTTO")
-    return "(OpenType)";
-  if (code == "true")
-    return "(TrueType)";
-  if (code == "LWFN")
-    return "(PostScript Type 1)";
-  return code.starts_with('(') ? std::string(code) : "(" + std::string(code) + ")";
+void AppendFormat(std::string_view code, std::string* out) {
+  if (code == "OTTO") {
+    out->append("(OpenType)");
+  } else if (code == "true") {
+    out->append("(TrueType)");
+  } else if (code == "LWFN") {
+    out->append("(PostScript Type 1)");
+  } else if (code.starts_with('(')) {
+    out->append(code);
+  } else {
+    out->push_back('(');
+    out->append(code);
+    out->push_back(')');
+  }
 }
 
 std::string_view KindName(const cf::Object& value) {
@@ -37,42 +45,81 @@ std::string_view KindName(const cf::Object& value) {
   return "a value";
 }
 
-std::string TextOf(const cf::Dictionary& dictionary, std::string_view key) {
+std::string_view TextOf(const cf::Dictionary& dictionary, std::string_view key) {
   const cf::String* value = dictionary.GetString(key);
-  return value != nullptr ? std::string(value->utf8()) : std::string();
+  return value != nullptr ? value->utf8() : std::string_view();
 }
 
-void AppendLine(int depth, std::string_view text, std::string* out) {
-  out->append(static_cast<size_t>(depth * kIndent), ' ');
-  out->append(text);
-  out->push_back('\n');
+// A line for what stands where a set or a font should: "? (a string, not a
+// font)", after the line's marker.
+void AppendStray(const cf::Object& value, std::string_view marker, std::string_view expected,
+                 std::string* out) {
+  out->append(marker);
+  out->append("? (");
+  out->append(KindName(value));
+  out->append(", not ");
+  out->append(expected);
+  out->append(")\n");
+}
+
+// The texts a font's line shows, gathered in one pass over its entries: each
+// key of a parsed dictionary is a block of its own, so a lookup per text
+// would fetch the same few keys again and again.
+struct FontTexts {
+  std::string_view postscript_name, family_name, format, path;
+};
+
+FontTexts TextsOf(const cf::Dictionary& font) {
+  FontTexts texts;
+  for (const cf::Dictionary::Entry& entry : font) {
+    const std::string_view key = entry.key;
+    std::string_view* text = key == "kQBFontInfoPostScriptName" ? &texts.postscript_name
+                             : key == "kQBFontInfoFamilyName"   ? &texts.family_name
+                             : key == "kQBFontInfoFontFormat"   ? &texts.format
+                             : key == "kQBFontInfoFilePath"     ? &texts.path
+                                                                : nullptr;
+    if (text != nullptr) {
+      if (const cf::String* value = entry.value->AsString())
+        *text = value->utf8();
+    }
+  }
+  return texts;
 }
 
 void AppendFont(const cf::Object& value, int depth, std::string* out) {
+  out->append(static_cast<size_t>(depth) * kOutlineIndent, ' ');
   const cf::Dictionary* font = value.AsDictionary();
   if (font == nullptr) {
-    AppendLine(depth, "- ? (" + std::string(KindName(value)) + ", not a font)", out);
+    AppendStray(value, "- ", "a font", out);
     return;
   }
-  std::string name = TextOf(*font, "kQBFontInfoPostScriptName");
-  if (name.empty())
-    name = TextOf(*font, "kQBFontInfoFamilyName");
-  std::string line = "- " + (name.empty() ? "(unnamed font)" : name);
-  if (std::string format = TextOf(*font, "kQBFontInfoFontFormat"); !format.empty())
-    line += " " + FormatText(format);
-  if (std::string path = TextOf(*font, "kQBFontInfoFilePath"); !path.empty())
-    line += "  " + path;
-  AppendLine(depth, line, out);
+  const FontTexts texts = TextsOf(*font);
+  const std::string_view name =
+      texts.postscript_name.empty() ? texts.family_name : texts.postscript_name;
+  out->append("- ");
+  out->append(name.empty() ? "(unnamed font)" : name);
+  if (!texts.format.empty()) {
+    out->push_back(' ');
+    AppendFormat(texts.format, out);
+  }
+  if (!texts.path.empty()) {
+    out->append("  ");
+    out->append(texts.path);
+  }
+  out->push_back('\n');
 }
 
 void AppendSet(const cf::Object& value, int depth, std::string* out) {
+  out->append(static_cast<size_t>(depth) * kOutlineIndent, ' ');
   const cf::Dictionary* set = value.AsDictionary();
   if (set == nullptr) {
-    AppendLine(depth, "+ ? (" + std::string(KindName(value)) + ", not a set)", out);
+    AppendStray(value, "+ ", "a set", out);
     return;
   }
-  std::string name = TextOf(*set, "SetName");
-  AppendLine(depth, "+ " + (name.empty() ? "(unnamed set)" : name), out);
+  const std::string_view name = TextOf(*set, "SetName");
+  out->append("+ ");
+  out->append(name.empty() ? "(unnamed set)" : name);
+  out->push_back('\n');
   if (const cf::Array* children = set->GetArray("Children")) {
     for (const cf::Ref<cf::Object>& child : *children)
       AppendSet(*child, depth + 1, out);
@@ -83,50 +130,51 @@ void AppendSet(const cf::Object& value, int depth, std::string* out) {
   }
 }
 
+// An array's or a dictionary's elements, one per line at `depth` + 1, each
+// written by `append_element`; its brackets are `open` and `close`.
+template <class Elements, class AppendElement>
+void AppendContainer(const Elements& elements, char open, char close, int depth, std::string* out,
+                     AppendElement append_element) {
+  out->push_back(open);
+  if (elements.empty()) {
+    out->push_back(close);
+    return;
+  }
+  out->push_back('\n');
+  const size_t inner = static_cast<size_t>(depth + 1) * kJsonIndent;
+  const auto* last = elements.end() - 1;
+  for (const auto* element = elements.begin(); element != elements.end(); ++element) {
+    out->append(inner, ' ');
+    append_element(*element);
+    out->append(element != last ? ",\n" : "\n");
+  }
+  out->append(inner - kJsonIndent, ' ');
+  out->push_back(close);
+}
+
 void AppendJson(const cf::Object& value, int depth, std::string* out) {
-  const std::string inner(static_cast<size_t>(depth + 1) * 2, ' ');
-  const std::string outer(static_cast<size_t>(depth) * 2, ' ');
   switch (value.type()) {
     case cf::TypeID::kString:
-      out->append(JsonString(value.AsString()->utf8()));
+      AppendJsonString(value.AsString()->utf8(), out);
       return;
     case cf::TypeID::kBoolean:
       out->append(value.AsBoolean()->value() ? "true" : "false");
       return;
     case cf::TypeID::kURL:
-      out->append(JsonString(value.AsURL()->AbsoluteString()));
+      AppendJsonString(value.AsURL()->AbsoluteString(), out);
       return;
-    case cf::TypeID::kArray: {
-      const cf::Array& array = *value.AsArray();
-      if (array.empty()) {
-        out->append("[]");
-        return;
-      }
-      out->append("[\n");
-      for (size_t i = 0; i < array.size(); ++i) {
-        out->append(inner);
-        AppendJson(*array.at(i), depth + 1, out);
-        out->append(i + 1 < array.size() ? ",\n" : "\n");
-      }
-      out->append(outer + "]");
+    case cf::TypeID::kArray:
+      AppendContainer(*value.AsArray(), '[', ']', depth, out,
+                      [&](const cf::Ref<cf::Object>& item) { AppendJson(*item, depth + 1, out); });
       return;
-    }
-    case cf::TypeID::kDictionary: {
-      const cf::Dictionary& dictionary = *value.AsDictionary();
-      if (dictionary.empty()) {
-        out->append("{}");
-        return;
-      }
-      out->append("{\n");
-      size_t left = dictionary.size();
-      for (const cf::Dictionary::Entry& entry : dictionary) {
-        out->append(inner + JsonString(entry.key) + ": ");
-        AppendJson(*entry.value, depth + 1, out);
-        out->append(--left > 0 ? ",\n" : "\n");
-      }
-      out->append(outer + "}");
+    case cf::TypeID::kDictionary:
+      AppendContainer(*value.AsDictionary(), '{', '}', depth, out,
+                      [&](const cf::Dictionary::Entry& entry) {
+                        AppendJsonString(entry.key, out);
+                        out->append(": ");
+                        AppendJson(*entry.value, depth + 1, out);
+                      });
       return;
-    }
   }
 }
 

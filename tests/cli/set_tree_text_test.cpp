@@ -113,3 +113,61 @@ TEST(PropertyListJson, WritesEveryValueKind) {
 }
 
 }  // namespace
+
+TEST(SetTreeText, LeavesOutFontTextsThatAreNotStrings) {
+  auto font = cf::Dictionary::Create();
+  font->Set("kQBFontInfoPostScriptName", cf::Boolean::True());
+  font->Set("kQBFontInfoFamilyName", cf::MakeString("Tamsin Serif"));
+  font->Set("kQBFontInfoFontFormat", List({cf::MakeString("OTTO")}));
+  font->Set("kQBFontInfoFilePath", cf::Dictionary::Create());
+  EXPECT_EQ(SetTreeText(List({Set("Odds", {}, {font})}).get()),
+            "+ Odds\n"
+            "    - Tamsin Serif\n");
+}
+
+// A tree `depth` arrays deep around one string, as JSON.
+struct Nested {
+  Ref<cf::Object> tree;
+  std::string json;
+};
+
+Nested NestedArrays(int depth) {
+  Nested nested{cf::MakeString("core"), "\"core\""};
+  for (int level = depth - 1; level >= 0; --level) {
+    const std::string outer(static_cast<size_t>(level) * 2, ' ');
+    nested.tree = List({nested.tree});
+    nested.json = "[\n" + outer + "  " + nested.json + "\n" + outer + "]";
+  }
+  return nested;
+}
+
+TEST(PropertyListJson, WritesEveryShapeOfContainer) {
+  auto odd_keys = cf::Dictionary::Create();
+  odd_keys->Set("tab\there \"quoted\"", cf::Boolean::True());
+  odd_keys->Set("bytes \xff\xc3", cf::MakeString("\xf0\x9f\x98\x80 \x01"));
+  auto one_entry = cf::Dictionary::Create();
+  one_entry->Set("Fonts", List({cf::MakeString("a")}));
+  const Nested deep = NestedArrays(40);
+
+  struct Case {
+    const char* name;
+    Ref<cf::Object> tree;
+    std::string json;
+  };
+  const Case cases[] = {
+      {"a string alone", cf::MakeString("x"), "\"x\""},
+      {"one element", List({cf::Boolean::False()}), "[\n  false\n]"},
+      {"one entry holding one element", one_entry, "{\n  \"Fonts\": [\n    \"a\"\n  ]\n}"},
+      {"keys and strings that need escapes", odd_keys,
+       "{\n"
+       "  \"tab\\there \\\"quoted\\\"\": true,\n"
+       "  \"bytes \\\\xff\\\\xc3\": \"\xf0\x9f\x98\x80 \\u0001\"\n"
+       "}"},
+      {"40 levels", deep.tree, deep.json},
+      {"nothing", nullptr, "null"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(PropertyListJson(c.tree.get()), c.json);
+  }
+}

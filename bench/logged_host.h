@@ -1,0 +1,59 @@
+// `qbfa host` as a child process whose log lines are stamped with the moment
+// they arrive. The host logs each line with one write to standard error as
+// it happens, so the arrival of a line (read from a pipe by a thread of our
+// own) times the step it reports to well under a millisecond.
+#ifndef BENCH_LOGGED_HOST_H_
+#define BENCH_LOGGED_HOST_H_
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace qbfa_bench {
+
+using Clock = std::chrono::steady_clock;
+
+class LoggedHost {
+ public:
+  struct Line {
+    size_t index = 0;  // lines before it in the log
+    Clock::time_point at;
+    std::string text;  // without the newline
+  };
+
+  // Starts `qbfa host` in this process's environment. Throws std::runtime_error
+  // when it cannot.
+  explicit LoggedHost(const std::string& qbfa);
+  LoggedHost(const LoggedHost&) = delete;
+  LoggedHost& operator=(const LoggedHost&) = delete;
+  // Stops the host with SIGTERM and waits for it.
+  ~LoggedHost();
+
+  pid_t pid() const { return pid_; }
+  // How many lines have arrived: a place in the log to look from.
+  size_t LineCount() const;
+  // The first line at `from` or later that contains `text`, waiting up to a
+  // minute for it; throws std::runtime_error, with the log's tail, when it
+  // does not come or the host ends.
+  Line Await(std::string_view text, size_t from) const;
+
+ private:
+  void ReadLog(int fd);
+
+  pid_t pid_ = -1;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable arrived_;
+  std::vector<Line> lines_;
+  bool ended_ = false;
+  std::thread reader_;
+};
+
+}  // namespace qbfa_bench
+
+#endif  // BENCH_LOGGED_HOST_H_
