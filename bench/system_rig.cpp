@@ -94,10 +94,10 @@ Clock::time_point SystemRig::AwaitPublication() {
   }
 }
 
-std::string SystemRig::ReadPasteboard() {
+cf::Data SystemRig::ReadPasteboard() {
   PasteboardSynchronize(board_.get());
   PasteboardItemID item = 0;
-  std::string xml;
+  cf::Data xml;
   if (PasteboardGetItemIdentifier(board_.get(), 1, &item) != noErr ||
       PasteboardCopyItemFlavorData(board_.get(), item, kQBSetTreeFlavorType, &xml) != noErr) {
     throw std::runtime_error("the pasteboard holds no publication");

@@ -49,7 +49,7 @@ class SystemRig {
   // Waits for both notifications of a publication; when the second came.
   Clock::time_point AwaitPublication();
   // The XML the pasteboard holds now.
-  std::string ReadPasteboard();
+  cf::Data ReadPasteboard();
 
  private:
   qbfa_test::PrivateSessionBus bus_;

@@ -74,7 +74,7 @@ double Megabytes(double bytes) {
 // What the host should publish for `path`, read in this process: its HOME
 // must be the host's, since the reader expands "~" in font paths.
 std::string PublicationOf(const std::string& path) {
-  return CFPropertyListCreateXMLData(qbfa_bench::ReadSets(path).get()).value_or("");
+  return std::string(CFPropertyListCreateXMLData(qbfa_bench::ReadSets(path).get()).value_or(cf::Data()));
 }
 
 void Row(const std::vector<std::string>& cells) {
@@ -117,7 +117,7 @@ void MeasureChange(const Library& library, const Options& options) {
     const size_t from = rig.host().LineCount();
     const Clock::time_point switched = rig.Switch();
     const Clock::time_point notified = rig.AwaitPublication();
-    const std::string xml = rig.ReadPasteboard();
+    const cf::Data xml = rig.ReadPasteboard();
     const cf::Ref<cf::Object> tree = CFPropertyListCreateFromXMLData(xml);
     const Clock::time_point held = Clock::now();
     if (!tree || xml != expected[version])
@@ -171,7 +171,7 @@ void MeasureMemory(const Library& library, const Options& options) {
   const cf::Ref<cf::Array> sets = qbfa_bench::ReadSets(library.versions[0]);
   const double tree_bytes = static_cast<double>(qbfa_bench::LiveHeapBytes());
   qbfa_bench::CountHeapBytes(false);
-  const size_t xml_bytes = CFPropertyListCreateXMLData(sets.get()).value_or("").size();
+  const size_t xml_bytes = CFPropertyListCreateXMLData(sets.get()).value_or(cf::Data()).size();
 
   const std::string bytes[2] = {Contents(library.versions[0]), Contents(library.versions[1])};
   SystemRig rig(bytes[0]);
