@@ -39,6 +39,7 @@ class Data {
   std::string_view view() const { return view_; }
   operator std::string_view() const { return view_; }
 
+  friend bool operator==(const Data& a, const Data& b) { return a.view_ == b.view_; }
   friend bool operator==(const Data& a, std::string_view b) { return a.view_ == b; }
   friend std::ostream& operator<<(std::ostream& out, const Data& data) { return out << data.view_; }
 
