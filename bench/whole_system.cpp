@@ -74,7 +74,8 @@ double Megabytes(double bytes) {
 // What the host should publish for `path`, read in this process: its HOME
 // must be the host's, since the reader expands "~" in font paths.
 std::string PublicationOf(const std::string& path) {
-  return std::string(CFPropertyListCreateXMLData(qbfa_bench::ReadSets(path).get()).value_or(cf::Data()));
+  return std::string(
+      CFPropertyListCreateXMLData(qbfa_bench::ReadSets(path).get()).value_or(cf::Data()));
 }
 
 void Row(const std::vector<std::string>& cells) {
@@ -180,8 +181,12 @@ void MeasureMemory(const Library& library, const Options& options) {
                hwm_first = StatusMegabytes(host, "VmHWM");
   for (int i = 1; i <= options.refreshes; ++i) {
     rig.WriteDatabase(bytes[i % 2]);
+    const size_t from = rig.host().LineCount();
     rig.Switch();
     rig.AwaitPublication();
+    // The signals go out before the refresh has let go of its XML: what the
+    // host holds is measured once it has handled the switch.
+    rig.host().Await("qbfa host: front application switched", from);
   }
   Row({library.name, std::to_string(options.refreshes), Number(rss_first), Number(hwm_first),
        Number(StatusMegabytes(host, "VmRSS")), Number(StatusMegabytes(host, "VmHWM")),

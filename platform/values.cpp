@@ -71,8 +71,11 @@ class CycleCollector {
       return;
     busy_ = true;
     Drain();
-    if (roots_.size() >= threshold_)
+    if (roots_.size() >= threshold_) {
       Collect();
+    } else if (dead_roots_ >= kMinimumThreshold && 2 * dead_roots_ >= roots_.size()) {
+      FreeDeadRoots();
+    }
     busy_ = false;
   }
 
@@ -111,6 +114,7 @@ class CycleCollector {
         // object itself when the candidate list is next walked.
         object->color_ = kBlack;
         object->DropChildren();
+        ++dead_roots_;
       } else {
         Free(object);
       }
@@ -132,7 +136,22 @@ class CycleCollector {
         &visit);
   }
 
+  // Frees the candidates that died while listed. They are shells whose
+  // children are gone, so no trial deletion is needed, only a walk of the
+  // list; without it the shells of every tree a long-running process drops
+  // would wait for the next collection, which a large live tree puts off.
+  void FreeDeadRoots() {
+    std::erase_if(roots_, [](Object* root) {
+      if (root->count_ != 0)
+        return false;
+      Free(root);
+      return true;
+    });
+    dead_roots_ = 0;
+  }
+
   void Collect() {
+    dead_roots_ = 0;
     MarkRoots();
     for (Object* root : roots_)
       Scan(root);
@@ -250,6 +269,8 @@ class CycleCollector {
   std::vector<Object*> pending_;
   std::vector<Object*> stack_;
   size_t threshold_ = kMinimumThreshold;
+  // Candidates freed but for their shells, still listed in roots_.
+  size_t dead_roots_ = 0;
   size_t traversed_ = 0;
   bool busy_ = false;
   bool exit_hook_installed_ = false;

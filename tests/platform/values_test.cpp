@@ -530,6 +530,39 @@ TEST_F(CollectorTest, TheStringsOfARunGoOneByOneInAnyOrder) {
   }
 }
 
+// A long-running process replaces one large tree with another again and
+// again. The replaced trees' shared containers die as candidates, and must
+// go as they die, not wait for a collection that the live tree puts off:
+// it has many containers below few candidates, so collecting walks far more
+// than there are candidates.
+TEST_F(CollectorTest, ReplacedTreesGoAsTheyAreReplaced) {
+  auto make_tree = [] {
+    Ref<Array> top = Array::Create();
+    // Every set is held twice for a while, as the reader's map of sets does.
+    Ref<Array> index = Array::Create();
+    for (int i = 0; i < 200; ++i) {
+      Ref<Array> fonts = Array::Create();
+      for (int j = 0; j < 100; ++j)
+        fonts->Append(Dictionary::Create());
+      Ref<Dictionary> set = Dictionary::Create();
+      set->Set("Fonts", fonts);
+      top->Append(set);
+      index->Append(set);
+    }
+    return top;
+  };
+  Ref<Array> live = make_tree();
+  const size_t tree = LiveObjectCount() - baseline_;
+  size_t most = 0;
+  for (int round = 0; round < 100; ++round) {
+    live = make_tree();
+    most = std::max(most, LiveObjectCount() - baseline_);
+  }
+  EXPECT_LT(most, tree + 3000);
+  live = nullptr;
+  EXPECT_EQ(Extra(), 0u);
+}
+
 TEST_F(CollectorTest, CollectsOnItsOwnWhenCandidatesPileUp) {
   for (int i = 0; i < 100000; ++i) {
     Ref<Array> self = Array::Create();
