@@ -14,7 +14,8 @@ const cf::Object* PublishedTree() {
   static const cf::Ref<cf::Object> tree = [] {
     const cf::Ref<cf::Array> sets = qbfa_bench::ReadSets(
         qbfa_bench::LibraryPath(20000, qbfa_bench::FontIds::kIntegerPrimaryKey));
-    return CFPropertyListCreateFromXMLData(CFPropertyListCreateXMLData(sets.get()).value_or(cf::Data()));
+    return CFPropertyListCreateFromXMLData(
+        CFPropertyListCreateXMLData(sets.get()).value_or(cf::Data()));
   }();
   return tree.get();
 }

@@ -1,18 +1,26 @@
 // Values written as an XML property list, byte for byte as the platform
-// writes them:
+// writes them. A dictionary at the top, with \t for a tab and \n for a line
+// end:
 //
-//   <?xml version="1.0" encoding="UTF-8"?>
-//   <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN"
-//   "http://www.apple.com/DTDs/PropertyList-1.0.dtd"> <plist version="1.0"> <dict> the top value,
-//   not indented 	<key>Fonts</key>                        one tab per level below it 	<array/> an
-//   empty array or dictionary 	<key>HasParents</key> 	<true/> 	<key>SetName</key> 	<string>A &amp; B
-//   &lt;1&gt;</string>   only &, < and > are escaped
-//   </dict>
-//   </plist>
+// clang-format off
+//   <?xml version="1.0" encoding="UTF-8"?>\n
+//   <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">\n
+//   <plist version="1.0">\n
+//   <dict>\n
+//   \t<key>Fonts</key>\n
+//   \t<array/>\n
+//   \t<key>SetName</key>\n
+//   \t<string>A &amp; B &lt;1&gt;</string>\n
+//   </dict>\n
+//   </plist>\n
+// clang-format on
 //
-// A dictionary's keys go out sorted in the order of their UTF-16 code units;
-// an empty string is <string></string>; every other character, control
-// characters included, is written as its UTF-8 bytes.
+// - The top value is not indented; each level below it, one tab more.
+// - An empty array or dictionary is one tag, <array/> or <dict/>; an empty
+//   string is <string></string>; booleans are <true/> and <false/>.
+// - Only &, < and > are escaped. Every other character, control characters
+//   included, goes out as its UTF-8 bytes.
+// - A dictionary's keys go out sorted in the order of their UTF-16 code units.
 #ifndef PLATFORM_PLIST_XML_WRITER_H_
 #define PLATFORM_PLIST_XML_WRITER_H_
 

@@ -17,7 +17,6 @@ namespace {
 
 constexpr int kMaxDepth = cf::kMaxPropertyListDepth;
 
-
 struct PlistDeleter {
   void operator()(void* node) const { plist_free(node); }
 };
