@@ -15,6 +15,9 @@ using FontIds = qbfa_test::FontDatabaseShape::FontIds;
 // "integer" or "text", as the benchmarks name the two schemas.
 const char* IdsName(FontIds ids);
 
+// The library sizes, in fonts, that the benchmarks run on.
+inline constexpr int kLibrarySizes[] = {1000, 5000, 20000, 80000};
+
 // Every benchmark library has this shape: one set per 20 fonts, nested three
 // deep, each font filed in two sets. Another seed gives a library of the same
 // size whose names, styles and second sets differ: a later version of it.

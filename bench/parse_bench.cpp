@@ -7,53 +7,36 @@
 //   cmake --build build/bench --target qbfa_parse_bench
 //   build/bench/bench/qbfa_parse_bench --benchmark_filter='/20000'
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
 #include <cstdio>
-#include <filesystem>
+#include <cstdlib>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "bench/comparison_parsers.h"
+#include "bench/libraries.h"
 #include "hookwright/log.h"
 #include "platform/values.h"
 #include "platform/xml.h"
-#include "reader/set_reader.h"
-#include "sqlite2/sqlite.h"
-#include "state.h"
 #include "tests/platform/libplist_oracle.h"
-#include "tests/support/fontdb_generator.h"
 
 namespace {
-
-constexpr int kSizes[] = {1000, 5000, 20000, 80000};
 
 struct Publication {
   std::string xml;
   cf::Ref<cf::Object> tree;  // as libplist reads it
 };
 
-// The XML the plug-in publishes for a library of `fonts` fonts, made once.
+// The XML the plug-in publishes for the benchmark library of `fonts` fonts
+// (integer ids), made once.
 const Publication& PublicationOf(int fonts) {
   static std::map<int, Publication> publications;
   Publication& publication = publications[fonts];
   if (!publication.xml.empty())
     return publication;
-  std::string directory = (std::filesystem::temp_directory_path() / "qbfa_parse_XXXXXX").string();
-  if (mkdtemp(directory.data()) == nullptr) {
-    std::perror("mkdtemp");
-    std::exit(1);
-  }
-  qbfa_test::FontDatabaseShape shape;
-  shape.font_count = fonts;
-  const std::string path = directory + "/fonts.db";
-  if (!qbfa_test::WriteFontDatabase(shape, path).ok()) {
-    std::fprintf(stderr, "cannot write %s\n", path.c_str());
-    std::exit(1);
-  }
-  db = sqlite_open(path.c_str(), 0, nullptr);
-  const cf::Ref<cf::Array> sets = QBFA_CopyFontSets();
-  std::filesystem::remove_all(directory);
+  const cf::Ref<cf::Array> sets =
+      qbfa_bench::ReadSets(qbfa_bench::LibraryPath(fonts, qbfa_bench::FontIds::kIntegerPrimaryKey));
   std::optional<cf::Data> xml = CFPropertyListCreateXMLData(sets.get());
   if (!xml) {
     std::fprintf(stderr, "no publication for %d fonts\n", fonts);
@@ -102,7 +85,7 @@ int main(int argc, char** argv) {
   };
   for (const auto& [name, parse] : parsers) {
     benchmark::internal::Benchmark* b = benchmark::RegisterBenchmark(name, ParsePublication, parse);
-    for (int size : kSizes)
+    for (int size : qbfa_bench::kLibrarySizes)
       b->Arg(size);
     b->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
   }

@@ -29,8 +29,6 @@ namespace {
 
 using qbfa_bench::FontIds;
 
-constexpr int kSizes[] = {1000, 5000, 20000, 80000};
-
 struct Library {
   std::string path;
   double file_bytes = 0;
@@ -194,7 +192,7 @@ void Register(const char* name, void (*run)(benchmark::State&, FontIds)) {
     const std::string full =
         std::string(name) + (ids == FontIds::kIntegerPrimaryKey ? "/integer_ids" : "/text_ids");
     benchmark::internal::Benchmark* b = benchmark::RegisterBenchmark(full.c_str(), run, ids);
-    for (int size : kSizes)
+    for (int size : qbfa_bench::kLibrarySizes)
       b->Arg(size);
     b->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
   }

@@ -15,36 +15,15 @@
 #include "platform/plist_limits.h"
 #include "platform/xml.h"
 #include "tests/platform/libplist_oracle.h"
+#include "tests/platform/random_plist.h"
 
 namespace cf {
 namespace {
 
-class RandomPlist {
+// Random trees, and the writer's documents of them disguised.
+class DisguisingPlist : public RandomPlist {
  public:
-  explicit RandomPlist(uint32_t seed) : random_(seed) {}
-
-  // A tree of at most about `budget` values.
-  Ref<Object> Tree(int budget) { return Value(budget, 0); }
-
-  // A chain of `depth` containers, arrays and dictionaries mixed, with a
-  // few values beside each.
-  Ref<Object> Chain(int depth) {
-    Ref<Object> inner = Text(8);
-    for (int i = 0; i < depth; ++i) {
-      if (Chance(2)) {
-        Ref<Array> array = Array::Create();
-        array->Append(std::move(inner));
-        if (Chance(2))
-          array->Append(Text(4));
-        inner = std::move(array);
-      } else {
-        Ref<Dictionary> dictionary = Dictionary::Create();
-        dictionary->Set(Key(), std::move(inner));
-        inner = std::move(dictionary);
-      }
-    }
-    return inner;
-  }
+  using RandomPlist::RandomPlist;
 
   // The writer's document with what carries nothing changed at random:
   // the text of strings and keys re-encoded, and markup put between
@@ -85,90 +64,6 @@ class RandomPlist {
   }
 
  private:
-  bool Chance(int one_in) { return std::uniform_int_distribution<int>(1, one_in)(random_) == 1; }
-  int Below(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(random_); }
-
-  Ref<Object> Value(int budget, int depth) {
-    const int kind = budget <= 1 || depth >= 12 ? Below(3) : Below(5);
-    if (kind < 2)
-      return Text(16);
-    if (kind == 2)
-      return Chance(2) ? Boolean::True() : Boolean::False();
-    const int count = Chance(8) ? 17 + Below(60) : Below(6);
-    if (kind == 3) {
-      Ref<Array> array = Array::Create();
-      for (int i = 0; i < count; ++i)
-        array->Append(Value(budget / (count + 1), depth + 1));
-      return array;
-    }
-    Ref<Dictionary> dictionary = Dictionary::Create();
-    for (int i = 0; i < count; ++i)
-      dictionary->Set(Key(), Value(budget / (count + 1), depth + 1));
-    return dictionary;
-  }
-
-  // Mostly the few names a publication repeats, sometimes anything.
-  std::string Key() {
-    static const char* const kNames[] = {"SetName",
-                                         "Fonts",
-                                         "Children",
-                                         "HasParents",
-                                         "kQBFontInfoFamilyName",
-                                         "kQBFontInfoFilePath"};
-    return Chance(2) ? kNames[Below(6)] : RandomText(12);
-  }
-
-  Ref<Object> Text(int longest) { return MakeString(RandomText(longest)); }
-
-  // Text of any code point but U+0000 and the surrogates, weighted towards
-  // what XML treats specially.
-  std::string RandomText(int longest) {
-    std::string text;
-    for (int i = Below(longest + 1); i > 0; --i) {
-      char32_t point;
-      switch (Below(8)) {
-        case 0:
-          point = " \t\r\n<>&\"']"[Below(10)];
-          break;
-        case 1:
-          point = 1 + Below(0x1F);  // control characters, written raw
-          break;
-        case 2:
-          point = 0x80 + Below(0xD800 - 0x80);
-          break;
-        case 3:
-          point = 0xE000 + Below(0x10000 - 0xE000);
-          break;
-        case 4:
-          point = 0x10000 + Below(0x110000 - 0x10000);  // astral
-          break;
-        default:
-          point = 0x20 + Below(0x5F);
-          break;
-      }
-      AppendUtf8(point, &text);
-    }
-    return text;
-  }
-
-  static void AppendUtf8(char32_t point, std::string* out) {
-    if (point < 0x80) {
-      *out += static_cast<char>(point);
-    } else if (point < 0x800) {
-      *out += static_cast<char>(0xC0 | point >> 6);
-      *out += static_cast<char>(0x80 | (point & 0x3F));
-    } else if (point < 0x10000) {
-      *out += static_cast<char>(0xE0 | point >> 12);
-      *out += static_cast<char>(0x80 | (point >> 6 & 0x3F));
-      *out += static_cast<char>(0x80 | (point & 0x3F));
-    } else {
-      *out += static_cast<char>(0xF0 | point >> 18);
-      *out += static_cast<char>(0x80 | (point >> 12 & 0x3F));
-      *out += static_cast<char>(0x80 | (point >> 6 & 0x3F));
-      *out += static_cast<char>(0x80 | (point & 0x3F));
-    }
-  }
-
   // The writer escapes '<', '>' and '&' only.
   static std::string Unescape(std::string_view text) {
     std::string out;
@@ -247,8 +142,6 @@ class RandomPlist {
     }
     return filler;
   }
-
-  std::mt19937 random_;
 };
 
 void ExpectBothReadBack(const Object& tree, std::string_view xml) {
@@ -262,7 +155,7 @@ void ExpectBothReadBack(const Object& tree, std::string_view xml) {
 }
 
 TEST(PlistXmlRandomTest, TreesComeBackAsLibplistReadsThem) {
-  RandomPlist random(20240611);
+  DisguisingPlist random(20240611);
   for (int round = 0; round < 400; ++round) {
     SCOPED_TRACE(round);
     const Ref<Object> tree =

@@ -4,20 +4,20 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 #include <vector>
 
 #include "platform/xml.h"
 #include "tests/platform/libplist_oracle.h"
+#include "tests/platform/random_plist.h"
 
 namespace cf {
 namespace {
 
-// Random trees of the shapes that matter to a writer: text of every kind of
-// character, shared children, dictionaries that share their keys and ones
-// that do not, nesting near and past the limit, and the odd value that
-// cannot be written at all.
+// Random trees of the shapes that matter to a writer: RandomPlist's text,
+// keys and chains, with shared children, the odd cycle, and now and then a
+// value that cannot be written at all (a URL, U+0000, a key that is not
+// UTF-8, nesting past the limit).
 class TreeMaker {
  public:
   explicit TreeMaker(uint32_t seed) : random_(seed) {}
@@ -28,98 +28,42 @@ class TreeMaker {
   }
 
  private:
-  bool OneIn(uint32_t n) { return std::uniform_int_distribution<uint32_t>(1, n)(random_) == 1; }
-  uint32_t Below(uint32_t n) { return std::uniform_int_distribution<uint32_t>(0, n - 1)(random_); }
-
-  // A code point from one of the ranges a writer treats apart.
-  char32_t CodePoint() {
-    static constexpr std::pair<char32_t, char32_t> kRanges[] = {
-        {'a', 'z'},    {' ', '~'},      {'&', '&'},       {'<', '>'},          {0x01, 0x1F},
-        {0x7F, 0x7FF}, {0x800, 0xD7FF}, {0xE000, 0xFFFF}, {0x10000, 0x10FFFF},
-    };
-    const auto& [low, high] = kRanges[Below(std::size(kRanges))];
-    return low + Below(high - low + 1);
-  }
-
-  static void AppendUtf8(char32_t c, std::string* out) {
-    if (c < 0x80) {
-      *out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      *out += static_cast<char>(0xC0 | (c >> 6));
-      *out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      *out += static_cast<char>(0xE0 | (c >> 12));
-      *out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      *out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      *out += static_cast<char>(0xF0 | (c >> 18));
-      *out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      *out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      *out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-
   std::string Text() {
-    std::string text;
-    for (uint32_t n = OneIn(6) ? 0 : Below(24); n > 0; --n)
-      AppendUtf8(CodePoint(), &text);
-    if (OneIn(400))
+    std::string text = random_.Chance(6) ? "" : random_.RandomText(24);
+    if (random_.Chance(400))
       text.insert(text.size() / 2, 1, '\0');
     return text;
   }
 
-  std::string KeyText() {
-    // Mostly from a few names, so that many dictionaries share their keys.
-    static const char* const kNames[] = {
-        "SetName",          "Fonts", "Children", "HasParents", "\xEF\xBC\xA1",
-        "\xF0\x9F\x98\x80", "a&b",   "z"};
-    if (OneIn(600))
-      return "\xC3";  // not UTF-8
-    return OneIn(3) ? Text() : kNames[Below(std::size(kNames))];
-  }
+  std::string Key() { return random_.Chance(600) ? "\xC3" : random_.Key(); }
 
   Ref<Object> Value(int level) {
-    if (!made_.empty() && OneIn(12))
-      return made_[Below(static_cast<uint32_t>(made_.size()))];  // shared, rarely a cycle
-    if (OneIn(300))
+    if (!made_.empty() && random_.Chance(12))
+      return made_[random_.Below(static_cast<int>(made_.size()))];  // shared, rarely a cycle
+    if (random_.Chance(300))
       return URL::CreateWithFileSystemPath("/Library");
-    if (OneIn(400))
-      return Chain(500 + Below(30));
-    const uint32_t kind = level > 5 ? Below(2) : Below(4);
-    Ref<Object> value;
-    if (kind == 0) {
-      value = String::Create(Text());
-    } else if (kind == 1) {
-      value = OneIn(2) ? Boolean::True() : Boolean::False();
-    } else if (kind == 2) {
+    if (random_.Chance(400))
+      return random_.Chain(500 + random_.Below(30));
+    const int kind = level > 5 ? random_.Below(2) : random_.Below(4);
+    if (kind == 0)
+      return String::Create(Text());
+    if (kind == 1)
+      return random_.Chance(2) ? Boolean::True() : Boolean::False();
+    if (kind == 2) {
       Ref<Array> array = Array::Create();
       made_.push_back(array);
-      for (uint32_t n = Below(6); n > 0; --n)
+      for (int n = random_.Below(6); n > 0; --n)
         array->Append(Value(level + 1));
-      value = array;
-    } else {
-      Ref<Dictionary> dictionary = Dictionary::Create();
-      made_.push_back(dictionary);
-      for (uint32_t n = OneIn(10) ? 20 + Below(20) : Below(7); n > 0; --n)
-        dictionary->Set(KeyText(), Value(level + 1));
-      value = dictionary;
+      return array;
     }
-    return value;
+    Ref<Dictionary> dictionary = Dictionary::Create();
+    made_.push_back(dictionary);
+    for (int n = random_.Chance(10) ? 20 + random_.Below(20) : random_.Below(7); n > 0; --n)
+      dictionary->Set(Key(), Value(level + 1));
+    return dictionary;
   }
 
-  // Arrays nested `depth` deep, around the deepest nesting allowed.
-  static Ref<Object> Chain(uint32_t depth) {
-    Ref<Array> top = Array::Create();
-    Array* tail = top.get();
-    for (uint32_t i = 0; i < depth; ++i) {
-      Ref<Array> next = Array::Create();
-      tail->Append(next);
-      tail = next.get();
-    }
-    return top;
-  }
-
-  std::mt19937 random_;
+  RandomPlist random_;
   std::vector<Ref<Object>> made_;
 };
 
