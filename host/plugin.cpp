@@ -43,12 +43,11 @@ int32_t LoadedPlugin::Initialize() {
 }
 
 std::string DefaultPluginPath() {
+  // One rule for an installed tree and the build tree: the plug-in sits at a
+  // fixed place relative to the executable, so neither needs the other.
   std::error_code error;
   std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (!error) {
-    std::filesystem::path beside = executable.parent_path() / "../lib/libqbfa_plugin.so";
-    if (std::filesystem::exists(beside, error))
-      return beside.lexically_normal().string();
-  }
-  return QBFA_PLUGIN_BUILD_PATH;
+  if (error)  // no /proc: the path still names what was looked for
+    return QBFA_PLUGIN_FROM_EXECUTABLE;
+  return (executable.parent_path() / QBFA_PLUGIN_FROM_EXECUTABLE).lexically_normal().string();
 }

@@ -33,9 +33,8 @@ class LoadedPlugin {
   Entry initialize_;
 };
 
-// The plug-in built with the project: libqbfa_plugin.so in ../lib from the
-// running executable (the build tree and an installed tree alike), else
-// where the build put it.
+// The plug-in built with the project: libqbfa_plugin.so in ../lib/qbfa from
+// the running executable, in the build tree and an installed tree alike.
 std::string DefaultPluginPath();
 
 #endif  // HOST_PLUGIN_H_

@@ -39,7 +39,7 @@ int OpenFolder(const std::string& folder) {
 // Checks the id and finds the folder, or says why not.
 std::optional<std::string> FolderFor(std::string_view application_id, std::string* error) {
   if (!ValidApplicationID(application_id)) {
-    *error = "\"" + std::string(application_id) + "\" cannot name a preferences file";
+    *error = std::string(1, '"').append(application_id).append("\" cannot name a preferences file");
     return std::nullopt;
   }
   std::optional<std::string> folder = PreferencesFolder();

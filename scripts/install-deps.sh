@@ -8,6 +8,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libplist-dev libplist-utils libsystemd-dev libcli11-dev libfmt-dev libicu-dev
   libxcb1-dev xvfb x11-utils dbus-daemon dbus-bin
+  # The installed tree's test: its man page, its systemd unit, its package.
+  man-db systemd dpkg-dev
   # The XML libraries bench/parse_bench.cpp compares the reader with.
   libpugixml-dev libexpat1-dev libxml2-dev
 )

@@ -4,7 +4,10 @@
 #   2. builds with warnings as errors and runs all tests,
 #   3. builds again with AddressSanitizer and UndefinedBehaviorSanitizer and
 #      runs all tests once more,
-#   4. builds the watcher's tests with ThreadSanitizer and runs them.
+#   4. builds the watcher's tests with ThreadSanitizer and runs them,
+#   5. builds what is shipped with Clang, installs it and makes the Debian
+#      package, and runs both without the build tree,
+#   6. fuzzes for about a minute.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,7 +25,8 @@ suite() {
   ctest --test-dir "$dir" -j"$jobs" --timeout 600
 }
 
-suite build/ci-plain
+# Release: GCC's -O3 finds warnings that -O2 does not.
+suite build/ci-plain -DCMAKE_BUILD_TYPE=Release
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   suite build/ci-asan -DQBFA_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug
 
@@ -37,6 +41,15 @@ cmake --build build/ci-tsan -j"$jobs" --target "${tsan_tests[@]}"
 for test in "${tsan_tests[@]}"; do
   TSAN_OPTIONS=halt_on_error=1 build/ci-tsan/tests/watch/"$test"
 done
+
+# What a user installs, built by the other compiler: qbfa, the plug-in, the
+# host framework and the man page, then the installed tree and the package
+# tried without the build tree.
+echo "=== build/ci-clang-release"
+CC=clang CXX=clang++ cmake -S . -B build/ci-clang-release -DQBFA_WERROR=ON \
+  -DCMAKE_BUILD_TYPE=Release -DQBFA_BUILD_TESTS=OFF >/dev/null
+cmake --build build/ci-clang-release -j"$jobs"
+bash tests/packaging/installed_tree_test.sh build/ci-clang-release
 
 # About a minute of fuzzing: the database fuzzer for 40 s, seeded with the
 # fixtures, then the property-list fuzzer for 20 s, seeded with its corpus.

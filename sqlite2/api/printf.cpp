@@ -35,7 +35,7 @@ void AppendC(const Directive& directive, char conversion, const char* length, T 
   if (directive.width >= 0)
     format += std::to_string(directive.width);
   if (directive.precision >= 0)
-    format += "." + std::to_string(directive.precision);
+    format.append(".").append(std::to_string(directive.precision));
   format += length;
   format += conversion;
   const int size = std::snprintf(nullptr, 0, format.c_str(), value);

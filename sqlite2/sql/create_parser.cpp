@@ -373,7 +373,7 @@ Definition ParseCreateStatement(std::string_view sql) {
 }
 
 std::string AutomaticIndexName(std::string_view table, size_t number) {
-  return "(" + std::string(table) + " autoindex " + std::to_string(number) + ")";
+  return std::string("(").append(table).append(" autoindex ").append(std::to_string(number)) + ")";
 }
 
 }  // namespace sqlite2::sql

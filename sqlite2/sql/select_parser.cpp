@@ -325,7 +325,7 @@ std::unique_ptr<Expr> StatementReader::ParseUnary() {
     // Only a negated number has a value here: "-" and the digits as written.
     if (operand->kind != Kind::kNumber || operand->value.starts_with('-'))
       return Fail(operand_start);
-    operand->value.insert(0, "-");
+    operand->value.insert(operand->value.begin(), '-');
   }
   operand->span = SpanFrom(first);
   return operand;
@@ -388,7 +388,7 @@ std::unique_ptr<Expr> StatementReader::ParseName(const Token& first, bool allow_
       Take();
       e->qualifier = e->value;
       e->value = Dequote(second.text);
-      e->written += "." + std::string(second.text);
+      e->written.append(".").append(second.text);
     }
   }
   e->span = SpanFrom(first);

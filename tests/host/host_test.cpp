@@ -111,6 +111,7 @@ TEST(Host, RefusesPluginsItCannotUse) {
   };
   const Case cases[] = {
       {"/nonexistent/libplugin.so", "qbfa host: cannot load /nonexistent/libplugin.so: "},
+      {QBFA_SOURCE_DIR "/README.md", "qbfa host: cannot load " QBFA_SOURCE_DIR "/README.md: "},
       {QBFA_NO_ENTRY_PLUGIN,
        std::string("qbfa host: ") + QBFA_NO_ENTRY_PLUGIN + " has no QBFA_Initialize"},
   };

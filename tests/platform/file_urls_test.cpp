@@ -16,7 +16,8 @@ TEST(CFURLGetFileSystemRepresentation, NeedsRoomForThePathAndItsNul) {
     bool fits;
   } cases[] = {{1, true}, {1022, true}, {1023, true}, {1024, false}, {5000, false}};
   for (const auto& c : cases) {
-    std::string path = "/" + std::string(c.length - 1, 'a');
+    std::string path(c.length, 'a');
+    path.front() = '/';
     cf::Ref<cf::URL> url = cf::URL::CreateWithFileSystemPath(path);
     ASSERT_TRUE(url);
     bool fits = CFURLGetFileSystemRepresentation(url.get(), false, buffer, sizeof buffer);

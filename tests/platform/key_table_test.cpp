@@ -39,7 +39,8 @@ TEST(KeyTableTest, KeysInAnyOrder) {
   std::map<std::string, InternedKey*> seen;
   std::mt19937 random(7);
   for (int i = 0; i < 3000; ++i) {
-    const std::string text = "k" + std::to_string(random() % 6 == 0 ? random() % 40 : i % 5);
+    const std::string text =
+        std::string("k").append(std::to_string(random() % 6 == 0 ? random() % 40 : i % 5));
     InternedKey* key = table.Intern(text);
     EXPECT_EQ(key->key.view(), text);
     EXPECT_EQ(seen.emplace(text, key).first->second, key) << text;

@@ -95,11 +95,11 @@ TEST(PlistXmlWriterTest, NestedDictionariesWithManyKeySetsKeepTheirOrder) {
   Ref<Array> rows = Array::Create();
   for (int i = 0; i < 300; ++i) {
     Ref<Dictionary> outer = Dictionary::Create();
-    outer->Set("b" + std::to_string(i % 97), MakeString("outer"));
+    outer->Set(std::string("b").append(std::to_string(i % 97)), MakeString("outer"));
     Ref<Dictionary> inner = Dictionary::Create();
-    inner->Set("k" + std::to_string(i), MakeString("inner"));
+    inner->Set(std::string("k").append(std::to_string(i)), MakeString("inner"));
     inner->Set("a", Boolean::True());
-    outer->Set("a" + std::to_string(i % 89), inner);
+    outer->Set(std::string("a").append(std::to_string(i % 89)), inner);
     outer->Set("c", MakeString("last"));
     rows->Append(outer);
   }

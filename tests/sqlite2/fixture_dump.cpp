@@ -113,7 +113,7 @@ std::string DecodeJsonString(std::string_view json, size_t* pos) {
 }
 
 std::string RawField(std::string_view line, std::string_view key) {
-  const std::string marker = "\"" + std::string(key) + "\": ";
+  const std::string marker = std::string(1, '"').append(key).append("\": ");
   const size_t start = line.find(marker);
   if (start == std::string_view::npos)
     return "";

@@ -12,7 +12,7 @@ namespace sqlite2::testing {
 namespace {
 
 std::string FontName(int version, int font) {
-  return "v" + std::to_string(version) + " font " + std::to_string(font);
+  return std::string("v").append(std::to_string(version)).append(" font ") + std::to_string(font);
 }
 
 std::string Join(int argc, char** argv) {

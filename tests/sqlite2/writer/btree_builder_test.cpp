@@ -46,7 +46,7 @@ std::vector<Entry> TableEntries(int count, const std::function<size_t(int)>& siz
 std::vector<Entry> IndexEntries(int count, const std::function<size_t(int)>& size_of) {
   std::vector<Entry> entries;
   for (int i = 0; i < count; ++i) {
-    std::string key = "c" + std::to_string(100000 + i);
+    std::string key = std::string("c").append(std::to_string(100000 + i));
     key.resize(std::max(key.size(), size_of(i)), 'k');
     entries.push_back({key + format::EncodeRowidKey(i), ""});
   }

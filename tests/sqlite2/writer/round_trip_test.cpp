@@ -51,7 +51,8 @@ struct Sample {
     for (int32_t size : {248, 249, 65524, 65525, 70000})
       add(size, "t", std::string(size, 'v'));
     for (int32_t id = 100000; id < 103000; ++id) {
-      add(id, "k" + std::to_string(id % 97), id % 5 == 0 ? std::string(300 + id % 900, 'x') : "");
+      add(id, std::string("k").append(std::to_string(id % 97)),
+          id % 5 == 0 ? std::string(300 + id % 900, 'x') : "");
     }
     add(2147483647, "last", "max");
   }
