@@ -57,7 +57,7 @@ bash tests/packaging/installed_tree_test.sh build/ci-clang-release
 # build/ci-fuzz/ for a regression file under tests/sqlite2/hostile or
 # tests/platform/hostile_plists.
 echo "=== build/ci-fuzz"
-CC=clang CXX=clang++ cmake -S . -B build/ci-fuzz -DQBFA_BUILD_FUZZ=ON >/dev/null
+CC=clang CXX=clang++ cmake -S . -B build/ci-fuzz -DQBFA_WERROR=ON -DQBFA_BUILD_FUZZ=ON >/dev/null
 cmake --build build/ci-fuzz -j"$jobs"
 mkdir -p build/ci-fuzz/corpus build/ci-fuzz/plist_corpus
 build/ci-fuzz/fuzz/database_fuzzer -max_total_time=40 -max_len=32768 -timeout=10 \
