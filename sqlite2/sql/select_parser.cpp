@@ -380,13 +380,13 @@ std::unique_ptr<Expr> StatementReader::ParseName(const Token& first, bool allow_
     if (second.kind == TokenKind::kStar && allow_star) {
       // ParseResultColumns recognises table.* by the value "*".
       Take();
-      e->qualifier = e->value;
-      e->value = "*";
+      e->qualifier = std::move(e->value);
+      e->value = std::string(1, '*');
     } else {
       if (!IsNameToken(second))
         return Fail(second);
       Take();
-      e->qualifier = e->value;
+      e->qualifier = std::move(e->value);
       e->value = Dequote(second.text);
       e->written.append(".").append(second.text);
     }

@@ -49,7 +49,7 @@ Xvfb::Xvfb() {
   }
   close(ready[0]);
   if (got > 0 && number[0] >= '0' && number[0] <= '9')
-    display_ = ":" + std::string(number, std::strcspn(number, "\n"));
+    display_ = std::string(1, ':').append(number, std::strcspn(number, "\n"));
 }
 
 Xvfb::~Xvfb() {
