@@ -5,17 +5,12 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 #include "hookwright/hkwprintf.h"
 #include "host/x11_atom.h"
 
 namespace {
-
-bool SameApplication(const FrontApplication& a, const FrontApplication& b) {
-  if (a.pid && b.pid)
-    return *a.pid == *b.pid;
-  return !a.pid && !b.pid && a.window == b.window;
-}
 
 // The one 32-bit value of `property` on `window`; nothing when the window has
 // no such property (or is gone).
@@ -34,14 +29,6 @@ std::optional<uint32_t> Read32BitProperty(xcb_connection_t* connection, xcb_wind
 }
 
 }  // namespace
-
-bool FrontApplicationTracker::Activate(const FrontApplication& now) {
-  if (now.window == 0)
-    return false;
-  bool switched = !front_ || !SameApplication(*front_, now);
-  front_ = now;
-  return switched;
-}
 
 std::unique_ptr<X11FrontSwitchSource> X11FrontSwitchSource::Start(hookwright::RunLoop& loop,
                                                                   const std::string& display,
@@ -108,15 +95,15 @@ void X11FrontSwitchSource::StopWatching() {
   watch_ = 0;
 }
 
-FrontApplication X11FrontSwitchSource::ActiveApplication() {
-  FrontApplication application;
-  application.window =
+X11Application X11FrontSwitchSource::ActiveApplication() {
+  X11Application active;
+  active.window =
       Read32BitProperty(connection_, root_, active_window_atom_, XCB_ATOM_WINDOW).value_or(0);
-  if (application.window != 0) {
-    application.pid =
-        Read32BitProperty(connection_, application.window, pid_atom_, XCB_ATOM_CARDINAL);
+  if (active.window != 0) {
+    active.application = Read32BitProperty(connection_, static_cast<xcb_window_t>(active.window),
+                                           pid_atom_, XCB_ATOM_CARDINAL);
   }
-  return application;
+  return active;
 }
 
 void X11FrontSwitchSource::DrainEvents() {
@@ -131,7 +118,7 @@ void X11FrontSwitchSource::DrainEvents() {
     std::free(event);
     if (!active_window_changed)
       continue;
-    FrontApplication now = ActiveApplication();
+    X11Application now = ActiveApplication();
     if (tracker_.Activate(now))
       on_switch_(now);
   }
