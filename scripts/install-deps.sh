@@ -8,6 +8,9 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libplist-dev libplist-utils libsystemd-dev libcli11-dev libfmt-dev libicu-dev
   libxcb1-dev xvfb x11-utils dbus-daemon dbus-bin
+  # The host's Wayland source (libwayland-bin has wayland-scanner), and the
+  # desktop its tests run: a headless sway and a client on xdg-shell.
+  libwayland-dev libwayland-bin wayland-protocols sway
   # The XML libraries bench/parse_bench.cpp compares the reader with.
   libpugixml-dev libexpat1-dev libxml2-dev
 )

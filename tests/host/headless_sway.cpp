@@ -80,6 +80,10 @@ std::string WhySwayCannotRun() {
   return "";
 }
 
+std::string FocusCommand(const std::string& title) {
+  return "[title=\"^" + title + "$\"] focus";
+}
+
 HeadlessSway::HeadlessSway() {
   char pattern[] = "/tmp/qbfa-sway-XXXXXX";
   if (mkdtemp(pattern) == nullptr) {

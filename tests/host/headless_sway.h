@@ -30,6 +30,9 @@ std::string WhySwayCannotRun();
     GTEST_SKIP() << why_not;                                                    \
   }
 
+// The sway command that gives the focus to the window titled `title`.
+std::string FocusCommand(const std::string& title);
+
 // sway on the headless backend with the pixman renderer, no input devices
 // and no XWayland, for as long as this lives.
 class HeadlessSway {
@@ -49,6 +52,8 @@ class HeadlessSway {
   // Runs one sway command through swaymsg and waits until sway has carried
   // it out; false when sway refused it.
   bool Command(const std::string& command);
+  // Gives the focus to the window titled `title`; false when there is none.
+  bool Focus(const std::string& title) { return Command(FocusCommand(title)); }
   // Kills sway at once, as a compositor that crashes.
   void Kill();
 

@@ -18,13 +18,10 @@
 
 namespace {
 
+using qbfa_test::FocusCommand;
+
 // Only a source that stopped reporting waits this long.
 constexpr auto kPatience = std::chrono::seconds(60);
-
-// The sway command that gives the focus to the window titled `title`.
-std::string Focus(const std::string& title) {
-  return "[title=\"^" + title + "$\"] focus";
-}
 
 class WaylandFrontSwitchSourceTest : public testing::Test {
  protected:
@@ -54,7 +51,7 @@ TEST_F(WaylandFrontSwitchSourceTest, SwitchesAreActivationsMovingToAnotherApplic
         std::make_unique<qbfa_test::ToplevelProcess>(sway_->display(), window.app_id, window.title));
     ASSERT_TRUE(clients.back()->shown()) << window.title;
   }
-  ASSERT_TRUE(sway_->Command(Focus("lone-2")));
+  ASSERT_TRUE(sway_->Focus("lone-2"));
 
   // Each step's commands run once the switch before it is reported; the
   // step's own switch is the next one reported, so a move that wrongly
@@ -65,15 +62,15 @@ TEST_F(WaylandFrontSwitchSourceTest, SwitchesAreActivationsMovingToAnotherApplic
     std::optional<std::string> switched_to;
   };
   const std::vector<Step> steps = {
-      {"a window of another application", {Focus("alpha-1")}, "alpha"},
+      {"a window of another application", {FocusCommand("alpha-1")}, "alpha"},
       {"another window of the same application is no switch",
-       {Focus("alpha-2"), Focus("beta")},
+       {FocusCommand("alpha-2"), FocusCommand("beta")},
        "beta"},
       {"an empty workspace in between is no switch; no app_id is an application of its own",
-       {"workspace 2", Focus("beta"), Focus("lone-1")},
+       {"workspace 2", FocusCommand("beta"), FocusCommand("lone-1")},
        std::nullopt},
-      {"and so is every other window without one", {Focus("lone-2")}, std::nullopt},
-      {"back to the first application", {Focus("alpha-2")}, "alpha"},
+      {"and so is every other window without one", {FocusCommand("lone-2")}, std::nullopt},
+      {"back to the first application", {FocusCommand("alpha-2")}, "alpha"},
   };
   std::vector<WaylandApplication> reported;
   auto run_step = [&](const Step& step) {
