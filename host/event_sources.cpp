@@ -51,11 +51,11 @@ std::vector<EventSourceStarter> HostEventSources() {
          std::optional<std::string> display = Environment("DISPLAY");
          if (!display)
            return std::make_shared<bool>();  // no display to watch
-         return Listening(X11FrontSwitchSource::Start(
-                              loop, *display,
-                              [](const X11Application&) { ReportFrontSwitch("X11 display"); },
-                              &report->error),
-                          "x11 (" + *display + ")", report);
+         return Listening(
+             X11FrontSwitchSource::Start(
+                 loop, *display, [](const X11Application&) { ReportFrontSwitch("X11 display"); },
+                 &report->error),
+             "x11 (" + *display + ")", report);
        }},
       {.name = "the Wayland display",
        .watches_desktop = true,

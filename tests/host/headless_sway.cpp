@@ -161,10 +161,10 @@ HeadlessSway::~HeadlessSway() {
 
 bool HeadlessSway::Command(const std::string& command) {
   return RunInChildProcess([&] {
-    execlp("swaymsg", "swaymsg", "--quiet", "--socket", ipc_socket_.c_str(), command.c_str(),
-           static_cast<char*>(nullptr));
-    return 127;
-  }) == 0;
+           execlp("swaymsg", "swaymsg", "--quiet", "--socket", ipc_socket_.c_str(), command.c_str(),
+                  static_cast<char*>(nullptr));
+           return 127;
+         }) == 0;
 }
 
 void HeadlessSway::Kill() {

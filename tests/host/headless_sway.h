@@ -23,11 +23,11 @@ std::string WhySwayCannotRun();
 // Skips the test on a machine that cannot run sway, saying why. CI installs
 // sway (scripts/install-deps.sh), so there the same reason fails the test: a
 // run that skipped the desktop tests must not pass as one that ran them.
-#define QBFA_SKIP_WITHOUT_SWAY()                                                \
+#define QBFA_SKIP_WITHOUT_SWAY()                                                       \
   if (const std::string why_not = ::qbfa_test::WhySwayCannotRun(); !why_not.empty()) { \
-    if (std::getenv("CI") != nullptr)                                           \
-      FAIL() << why_not;                                                        \
-    GTEST_SKIP() << why_not;                                                    \
+    if (std::getenv("CI") != nullptr)                                                  \
+      FAIL() << why_not;                                                               \
+    GTEST_SKIP() << why_not;                                                           \
   }
 
 // The sway command that gives the focus to the window titled `title`.

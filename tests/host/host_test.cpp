@@ -147,8 +147,8 @@ TEST_F(HostWithBusTest, NamesItsSourcesOfSwitchesAndWarnsWithoutADesktop) {
   const std::string unfollowable = std::string("the Wayland compositor ") +
                                    qbfa_test::kBareCompositorName + " at " + bare.display() +
                                    " does not offer zwlr_foreign_toplevel_manager_v1";
-  const std::string cannot_follow = "qbfa host: cannot start the Wayland display: " + unfollowable +
-                                    "\n";
+  const std::string cannot_follow =
+      "qbfa host: cannot start the Wayland display: " + unfollowable + "\n";
   auto listening = [](const std::string& sources) {
     return "qbfa host: listening for front-application switches from " + sources + "\n";
   };

@@ -47,8 +47,8 @@ TEST_F(WaylandFrontSwitchSourceTest, SwitchesAreActivationsMovingToAnotherApplic
                             {std::nullopt, "lone-2"}};
   std::vector<std::unique_ptr<qbfa_test::ToplevelProcess>> clients;
   for (const Window& window : windows) {
-    clients.push_back(
-        std::make_unique<qbfa_test::ToplevelProcess>(sway_->display(), window.app_id, window.title));
+    clients.push_back(std::make_unique<qbfa_test::ToplevelProcess>(sway_->display(), window.app_id,
+                                                                   window.title));
     ASSERT_TRUE(clients.back()->shown()) << window.title;
   }
   ASSERT_TRUE(sway_->Focus("lone-2"));

@@ -95,8 +95,8 @@ int ShowToplevel(const std::string& name, const std::optional<std::string>& app_
     return 1;
   Window window;
   wl_registry_add_listener(wl_display_get_registry(display), &kRegistryListener, &window);
-  if (wl_display_roundtrip(display) < 0 || window.compositor == nullptr ||
-      window.shm == nullptr || window.wm_base == nullptr) {
+  if (wl_display_roundtrip(display) < 0 || window.compositor == nullptr || window.shm == nullptr ||
+      window.wm_base == nullptr) {
     return 1;
   }
   xdg_wm_base_add_listener(window.wm_base, &kWmBaseListener, &window);
@@ -115,8 +115,7 @@ int ShowToplevel(const std::string& name, const std::optional<std::string>& app_
       return 1;
   }
   // Once the compositor answers, it has the frame the configure sent.
-  if (window.buffer == nullptr || wl_display_roundtrip(display) < 0 ||
-      write(shown, "!", 1) != 1) {
+  if (window.buffer == nullptr || wl_display_roundtrip(display) < 0 || write(shown, "!", 1) != 1) {
     return 1;
   }
 
