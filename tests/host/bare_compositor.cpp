@@ -7,9 +7,7 @@
 #include <wayland-server.h>
 
 #include <cstdlib>
-#include <filesystem>
-
-#include "tests/support/child_process.h"
+#include <string>
 
 namespace qbfa_test {
 namespace {
@@ -19,17 +17,16 @@ constexpr char kSocketName[] = "wayland-bare";
 }  // namespace
 
 BareCompositor::BareCompositor() {
-  char pattern[] = "/tmp/qbfa-bare-compositor-XXXXXX";
+  const std::string& directory = server_.directory();
   int ready[2];
-  if (mkdtemp(pattern) == nullptr || pipe2(ready, O_CLOEXEC) != 0)
+  if (directory.empty() || pipe2(ready, O_CLOEXEC) != 0)
     return;
-  directory_ = pattern;
-  process_ = StartChildProcess([&] {
+  server_.Start([&] {
     close(ready[0]);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     prctl(PR_SET_NAME, kBareCompositorName);
     // The server makes its socket in the runtime directory, by name.
-    setenv("XDG_RUNTIME_DIR", directory_.c_str(), 1);
+    setenv("XDG_RUNTIME_DIR", directory.c_str(), 1);
     wl_display* display = wl_display_create();
     if (display == nullptr || wl_display_add_socket(display, kSocketName) != 0 ||
         write(ready[1], "!", 1) != 1) {
@@ -41,19 +38,8 @@ BareCompositor::BareCompositor() {
   close(ready[1]);
   char byte;
   if (read(ready[0], &byte, 1) == 1)
-    display_ = directory_ + "/" + kSocketName;
+    display_ = directory + "/" + kSocketName;
   close(ready[0]);
-}
-
-BareCompositor::~BareCompositor() {
-  if (process_ > 0) {
-    kill(process_, SIGTERM);
-    WaitForChildProcess(process_);
-  }
-  if (!directory_.empty()) {
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
-  }
 }
 
 }  // namespace qbfa_test

@@ -4,9 +4,9 @@
 #ifndef TESTS_HOST_BARE_COMPOSITOR_H_
 #define TESTS_HOST_BARE_COMPOSITOR_H_
 
-#include <sys/types.h>
-
 #include <string>
+
+#include "tests/host/display_server.h"
 
 namespace qbfa_test {
 
@@ -16,15 +16,13 @@ class BareCompositor {
   BareCompositor();
   BareCompositor(const BareCompositor&) = delete;
   BareCompositor& operator=(const BareCompositor&) = delete;
-  ~BareCompositor();
 
   // Its socket by its absolute path; empty when it did not start.
   const std::string& display() const { return display_; }
 
  private:
-  std::string directory_;
+  DisplayServer server_;
   std::string display_;
-  pid_t process_ = -1;
 };
 
 // The process name a client sees at the other end of the socket.

@@ -5,11 +5,9 @@
 #include <pwd.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -85,30 +83,29 @@ std::string FocusCommand(const std::string& title) {
 }
 
 HeadlessSway::HeadlessSway() {
-  char pattern[] = "/tmp/qbfa-sway-XXXXXX";
-  if (mkdtemp(pattern) == nullptr) {
+  const std::string& directory = server_.directory();
+  if (directory.empty()) {
     error_ = "cannot make sway's runtime directory";
     return;
   }
-  directory_ = pattern;
-  const std::string configuration = directory_ + "/config";
+  const std::string configuration = directory + "/config";
   std::ofstream(configuration) << kConfiguration;
-  if (!GiveToDesktopUser(directory_) || !GiveToDesktopUser(configuration)) {
+  if (!GiveToDesktopUser(directory) || !GiveToDesktopUser(configuration)) {
     error_ = std::string("cannot hand sway's runtime directory to ") + kUnprivilegedUser;
     return;
   }
 
-  const std::string log = directory_ + "/sway.log";
+  const std::string log = directory + "/sway.log";
   const char* path = std::getenv("PATH");
   std::vector<std::string> environment = {
       std::string("PATH=") + (path != nullptr ? path : "/usr/bin:/bin"),
-      "XDG_RUNTIME_DIR=" + directory_,
-      "HOME=" + directory_,
+      "XDG_RUNTIME_DIR=" + directory,
+      "HOME=" + directory,
       "WLR_BACKENDS=headless",
       "WLR_RENDERER=pixman",
       "WLR_LIBINPUT_NO_DEVICES=1",
   };
-  process_ = StartChildProcess([&] {
+  server_.Start([&] {
     if (!BecomeDesktopUser())
       return 126;
     // After the change of user, which clears it.
@@ -128,15 +125,13 @@ HeadlessSway::HeadlessSway() {
 
   const auto deadline = std::chrono::steady_clock::now() + kOutputWait;
   for (;;) {
-    std::ifstream ready(directory_ + "/ready");
+    std::ifstream ready(directory + "/ready");
     std::string name;
     if (std::getline(ready, name) && std::getline(ready, ipc_socket_)) {
-      display_ = name.starts_with('/') ? name : directory_ + "/" + name;
+      display_ = name.starts_with('/') ? name : directory + "/" + name;
       return;
     }
-    int status = 0;
-    if (waitpid(process_, &status, WNOHANG) == process_) {
-      process_ = -1;
+    if (server_.Ended()) {
       error_ = "sway ended at start-up:\n" + ReadFile(log);
       return;
     }
@@ -148,31 +143,12 @@ HeadlessSway::HeadlessSway() {
   }
 }
 
-HeadlessSway::~HeadlessSway() {
-  if (process_ > 0) {
-    kill(process_, SIGTERM);
-    WaitForChildProcess(process_);
-  }
-  if (!directory_.empty()) {
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
-  }
-}
-
 bool HeadlessSway::Command(const std::string& command) {
   return RunInChildProcess([&] {
            execlp("swaymsg", "swaymsg", "--quiet", "--socket", ipc_socket_.c_str(), command.c_str(),
                   static_cast<char*>(nullptr));
            return 127;
          }) == 0;
-}
-
-void HeadlessSway::Kill() {
-  if (process_ > 0) {
-    kill(process_, SIGKILL);
-    WaitForChildProcess(process_);
-  }
-  process_ = -1;
 }
 
 }  // namespace qbfa_test

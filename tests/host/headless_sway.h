@@ -3,10 +3,10 @@
 #ifndef TESTS_HOST_HEADLESS_SWAY_H_
 #define TESTS_HOST_HEADLESS_SWAY_H_
 
-#include <sys/types.h>
-
 #include <cstdlib>
 #include <string>
+
+#include "tests/host/display_server.h"
 
 namespace qbfa_test {
 
@@ -40,7 +40,6 @@ class HeadlessSway {
   HeadlessSway();
   HeadlessSway(const HeadlessSway&) = delete;
   HeadlessSway& operator=(const HeadlessSway&) = delete;
-  ~HeadlessSway();
 
   // False when sway did not start; error() says why, with its log.
   bool running() const { return !display_.empty(); }
@@ -55,14 +54,13 @@ class HeadlessSway {
   // Gives the focus to the window titled `title`; false when there is none.
   bool Focus(const std::string& title) { return Command(FocusCommand(title)); }
   // Kills sway at once, as a compositor that crashes.
-  void Kill();
+  void Kill() { server_.Kill(); }
 
  private:
-  std::string directory_;
+  DisplayServer server_;
   std::string display_;
   std::string ipc_socket_;
   std::string error_;
-  pid_t process_ = -1;
 };
 
 }  // namespace qbfa_test
