@@ -1,6 +1,5 @@
 #include "host/wayland_front_switch.h"
 
-#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <wayland-client.h>
 
@@ -156,24 +155,19 @@ std::unique_ptr<WaylandFrontSwitchSource> WaylandFrontSwitchSource::Start(
   source->reporting_ = true;
 
   WaylandFrontSwitchSource* self = source.get();
-  source->watch_ = loop.WatchFd(wl_display_get_fd(connection), EPOLLIN,
-                                [self](uint32_t) { self->ProcessEvents(); });
-  if (source->watch_ == 0) {
+  if (!source->watch_.Start(wl_display_get_fd(connection), [self] { self->ProcessEvents(); })) {
     *error = "cannot watch the Wayland display's connection";
     return nullptr;
   }
-  // The round trips may have read events past their own replies; the
-  // descriptor will not tell of those again.
-  loop.Post([self] { self->ProcessEvents(); });
   return source;
 }
 
 WaylandFrontSwitchSource::WaylandFrontSwitchSource(hookwright::RunLoop& loop, wl_display* display,
                                                    SwitchCallback on_switch)
-    : loop_(loop), display_(display), on_switch_(std::move(on_switch)) {}
+    : display_(display), on_switch_(std::move(on_switch)), watch_(loop) {}
 
 WaylandFrontSwitchSource::~WaylandFrontSwitchSource() {
-  StopWatching();
+  watch_.Stop();
   toplevels_.clear();
   if (manager_ != nullptr)
     zwlr_foreign_toplevel_manager_v1_destroy(manager_);
@@ -182,22 +176,14 @@ WaylandFrontSwitchSource::~WaylandFrontSwitchSource() {
   wl_display_disconnect(display_);
 }
 
-void WaylandFrontSwitchSource::StopWatching() {
-  if (watch_ != 0)
-    loop_.UnwatchFd(watch_);
-  watch_ = 0;
-}
-
 void WaylandFrontSwitchSource::Lost() {
-  if (watch_ == 0)
+  if (!watch_.watching())
     return;
   hkwprintf("qbfa host: lost the Wayland display; front switches from it end here\n");
-  StopWatching();
+  watch_.Stop();
 }
 
 void WaylandFrontSwitchSource::ProcessEvents() {
-  if (watch_ == 0)
-    return;
   // The reading protocol of libwayland: events already queued are handled
   // before the socket may be read, and a read never waits (the socket is
   // non-blocking; an empty one reads as nothing).

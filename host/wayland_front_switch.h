@@ -16,6 +16,7 @@
 #include <string>
 
 #include "hookwright/run_loop.h"
+#include "host/connection_watch.h"
 #include "host/front_application.h"
 
 struct wl_display;
@@ -62,9 +63,7 @@ class WaylandFrontSwitchSource {
   // The compositor is gone, or has stopped listing toplevels: logs so, once,
   // and stops watching.
   void Lost();
-  void StopWatching();
 
-  hookwright::RunLoop& loop_;
   wl_display* display_;
   SwitchCallback on_switch_;
   wl_registry* registry_ = nullptr;
@@ -74,8 +73,8 @@ class WaylandFrontSwitchSource {
   // False while the start-up lists what is open: the toplevel active then is
   // the front application, not a switch.
   bool reporting_ = false;
-  hookwright::RunLoop::WatchId watch_ = 0;
   FrontApplicationTracker<std::string> tracker_;
+  ConnectionWatch watch_;
 };
 
 #endif  // HOST_WAYLAND_FRONT_SWITCH_H_

@@ -1,6 +1,5 @@
 #include "host/x11_front_switch.h"
 
-#include <sys/epoll.h>
 #include <xcb/xcb.h>
 
 #include <cstdlib>
@@ -68,31 +67,20 @@ std::unique_ptr<X11FrontSwitchSource> X11FrontSwitchSource::Start(hookwright::Ru
   source->tracker_.Activate(source->ActiveApplication());
 
   X11FrontSwitchSource* self = source.get();
-  source->watch_ = loop.WatchFd(xcb_get_file_descriptor(connection), EPOLLIN,
-                                [self](uint32_t) { self->DrainEvents(); });
-  if (source->watch_ == 0) {
+  if (!source->watch_.Start(xcb_get_file_descriptor(connection), [self] { self->DrainEvents(); })) {
     *error = "cannot watch the X display's connection";
     return nullptr;
   }
-  // The replies above may have brought events along; the descriptor will not
-  // tell of those again.
-  loop.Post([self] { self->DrainEvents(); });
   return source;
 }
 
 X11FrontSwitchSource::X11FrontSwitchSource(hookwright::RunLoop& loop, xcb_connection_t* connection,
                                            SwitchCallback on_switch)
-    : loop_(loop), connection_(connection), on_switch_(std::move(on_switch)) {}
+    : connection_(connection), on_switch_(std::move(on_switch)), watch_(loop) {}
 
 X11FrontSwitchSource::~X11FrontSwitchSource() {
-  StopWatching();
+  watch_.Stop();
   xcb_disconnect(connection_);
-}
-
-void X11FrontSwitchSource::StopWatching() {
-  if (watch_ != 0)
-    loop_.UnwatchFd(watch_);
-  watch_ = 0;
 }
 
 X11Application X11FrontSwitchSource::ActiveApplication() {
@@ -107,8 +95,6 @@ X11Application X11FrontSwitchSource::ActiveApplication() {
 }
 
 void X11FrontSwitchSource::DrainEvents() {
-  if (watch_ == 0)
-    return;
   while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
     bool active_window_changed = false;
     if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
@@ -124,6 +110,6 @@ void X11FrontSwitchSource::DrainEvents() {
   }
   if (xcb_connection_has_error(connection_)) {
     hkwprintf("qbfa host: lost the X display; front switches from it end here\n");
-    StopWatching();
+    watch_.Stop();
   }
 }

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "hookwright/run_loop.h"
+#include "host/connection_watch.h"
 #include "host/front_application.h"
 
 struct xcb_connection_t;
@@ -46,15 +47,13 @@ class X11FrontSwitchSource {
   // Handles every event the connection has, read or queued.
   void DrainEvents();
   X11Application ActiveApplication();
-  void StopWatching();
 
-  hookwright::RunLoop& loop_;
   xcb_connection_t* connection_;
   SwitchCallback on_switch_;
   uint32_t root_ = 0;
   uint32_t active_window_atom_ = 0;
   uint32_t pid_atom_ = 0;
-  hookwright::RunLoop::WatchId watch_ = 0;
+  ConnectionWatch watch_;
   FrontApplicationTracker<uint32_t> tracker_;
 };
 
