@@ -10,6 +10,7 @@
 #ifndef HOST_WAYLAND_FRONT_SWITCH_H_
 #define HOST_WAYLAND_FRONT_SWITCH_H_
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
