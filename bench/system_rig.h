@@ -55,8 +55,9 @@ class SystemRig {
   qbfa_test::PrivateSessionBus bus_;
   qbfa_test::TemporaryHome home_;
   TmpfsRuntimeFolder runtime_;
-  // The host's other source of switches stays off.
+  // The host's desktop sources of switches stay off.
   qbfa_test::ScopedEnvironmentVariable no_display_{"DISPLAY", std::nullopt};
+  qbfa_test::ScopedEnvironmentVariable no_wayland_display_{"WAYLAND_DISPLAY", std::nullopt};
   std::string database_;
   std::unique_ptr<NotificationListener> listener_;
   UniquePasteboardRef board_;

@@ -18,15 +18,27 @@
 // A started source; destroying it stops the source.
 using RunningEventSource = std::shared_ptr<void>;
 
+// What starting a source tells the host besides the source itself.
+struct EventSourceReport {
+  // Why the source could not start, when it returns null.
+  std::string error;
+  // What the source hears front-application switches from, as the host's
+  // start-up line names it ("x11 (:0)"); empty when it hears none.
+  std::string switches_from;
+};
+
 struct EventSourceStarter {
   // Names the source in the host's log.
   std::string name;
   // A host cannot do without it: when it does not start, the host exits.
   bool required = false;
-  // Starts the source on `loop`. Null, with `error` set, when it cannot
-  // start. A source with nothing to watch on this machine returns a running
-  // source that does nothing.
-  std::function<RunningEventSource(hookwright::RunLoop& loop, std::string* error)> start;
+  // Watches the desktop for switches itself (X11, Wayland), rather than
+  // waiting to be told of them. The host warns when no such source listens.
+  bool watches_desktop = false;
+  // Starts the source on `loop`. Null, with `report->error` set, when it
+  // cannot start. A source with nothing to watch on this machine returns a
+  // running source that does nothing.
+  std::function<RunningEventSource(hookwright::RunLoop& loop, EventSourceReport* report)> start;
 };
 
 // Every source of the host, in the order they start. Sources that change how

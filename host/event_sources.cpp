@@ -1,9 +1,11 @@
 #include <cstdlib>
+#include <optional>
 
 #include "hookwright/hkwprintf.h"
 #include "host/event_source.h"
 #include "host/front_switch_signal.h"
 #include "host/stop_signals.h"
+#include "host/wayland_front_switch.h"
 #include "host/x11_front_switch.h"
 #include "platform/events.h"
 
@@ -17,30 +19,64 @@ void ReportFrontSwitch(const char* source) {
   hkwprintf("qbfa host: front application switched (%s)\n", source);
 }
 
+// The variable's value; nothing when it is unset or empty.
+std::optional<std::string> Environment(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr || *value == '\0')
+    return std::nullopt;
+  return value;
+}
+
+// A source that listens, as the start-up line names it.
+template <typename Source>
+RunningEventSource Listening(std::unique_ptr<Source> source, std::string switches_from,
+                             EventSourceReport* report) {
+  if (source)
+    report->switches_from = std::move(switches_from);
+  return source;
+}
+
 }  // namespace
 
 std::vector<EventSourceStarter> HostEventSources() {
   return {
       {.name = "stop signals",
        .required = true,
-       .start = [](hookwright::RunLoop& loop, std::string* error) -> RunningEventSource {
-         return StopSignalSource::Start(loop, error);
+       .start = [](hookwright::RunLoop& loop, EventSourceReport* report) -> RunningEventSource {
+         return StopSignalSource::Start(loop, &report->error);
        }},
       {.name = "the X11 display",
-       .start = [](hookwright::RunLoop& loop, std::string* error) -> RunningEventSource {
-         const char* display = std::getenv("DISPLAY");
-         if (display == nullptr || *display == '\0')
+       .watches_desktop = true,
+       .start = [](hookwright::RunLoop& loop, EventSourceReport* report) -> RunningEventSource {
+         std::optional<std::string> display = Environment("DISPLAY");
+         if (!display)
            return std::make_shared<bool>();  // no display to watch
-         return X11FrontSwitchSource::Start(
-             loop, display, [](const FrontApplication&) { ReportFrontSwitch("X11 display"); },
-             error);
+         return Listening(
+             X11FrontSwitchSource::Start(
+                 loop, *display, [](const X11Application&) { ReportFrontSwitch("X11 display"); },
+                 &report->error),
+             "x11 (" + *display + ")", report);
+       }},
+      {.name = "the Wayland display",
+       .watches_desktop = true,
+       .start = [](hookwright::RunLoop& loop, EventSourceReport* report) -> RunningEventSource {
+         std::optional<std::string> display = Environment("WAYLAND_DISPLAY");
+         if (!display)
+           return std::make_shared<bool>();  // no compositor to watch
+         return Listening(
+             WaylandFrontSwitchSource::Start(
+                 loop, *display,
+                 [](const WaylandApplication&) { ReportFrontSwitch("Wayland display"); },
+                 &report->error),
+             "wayland (" + *display + ")", report);
        }},
       {.name = "qbfa switch signals",
-       .start = [](hookwright::RunLoop& loop, std::string* error) -> RunningEventSource {
+       .start = [](hookwright::RunLoop& loop, EventSourceReport* report) -> RunningEventSource {
          if (!SessionBusConfigured())
            return std::make_shared<bool>();  // no bus to listen on
-         return FrontSwitchSignalSource::Start(
-             loop, [] { ReportFrontSwitch("qbfa switch"); }, error);
+         return Listening(FrontSwitchSignalSource::Start(
+                              loop, [] { ReportFrontSwitch("qbfa switch"); }, &report->error),
+                          "session bus", report);
        }},
   };
 }

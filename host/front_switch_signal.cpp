@@ -1,6 +1,5 @@
 #include "host/front_switch_signal.h"
 
-#include <sys/epoll.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
@@ -75,46 +74,34 @@ std::unique_ptr<FrontSwitchSignalSource> FrontSwitchSignalSource::Start(
     return nullptr;
   }
   FrontSwitchSignalSource* self = source.get();
-  source->watch_ = loop.WatchFd(sd_bus_get_fd(bus), EPOLLIN, [self](uint32_t) { self->Process(); });
-  if (source->watch_ == 0) {
+  if (!source->watch_.Start(sd_bus_get_fd(bus), [self] { self->Process(); })) {
     *error = "cannot watch the session bus connection";
     return nullptr;
   }
-  // Waiting for the subscription may have queued messages the descriptor
-  // will not tell of again.
-  loop.Post([self] { self->Process(); });
   return source;
 }
 
 FrontSwitchSignalSource::FrontSwitchSignalSource(hookwright::RunLoop& loop, sd_bus* bus,
                                                  std::function<void()> on_switch)
-    : loop_(loop), bus_(bus), on_switch_(std::move(on_switch)) {}
+    : bus_(bus), on_switch_(std::move(on_switch)), watch_(loop) {}
 
 FrontSwitchSignalSource::~FrontSwitchSignalSource() {
-  StopWatching();
+  watch_.Stop();
   sd_bus_close_unref(bus_);
 }
 
-void FrontSwitchSignalSource::StopWatching() {
-  if (watch_ != 0)
-    loop_.UnwatchFd(watch_);
-  watch_ = 0;
-}
-
 void FrontSwitchSignalSource::Process() {
-  if (watch_ == 0)
-    return;
   int r;
   while ((r = sd_bus_process(bus_, nullptr)) > 0) {
   }
   if (r < 0) {
     hkwprintf("qbfa host: lost the session bus (%s); qbfa switch no longer reaches this host\n",
               std::strerror(-r));
-    StopWatching();
+    watch_.Stop();
     return;
   }
   // The bus asks for EPOLLOUT only while it has something left to send.
   int wanted = sd_bus_get_events(bus_);
   if (wanted > 0)
-    loop_.ChangeWatchedEvents(watch_, static_cast<uint32_t>(wanted));
+    watch_.WaitFor(static_cast<uint32_t>(wanted));
 }

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "hookwright/run_loop.h"
+#include "host/connection_watch.h"
 
 struct sd_bus;
 
@@ -50,12 +51,10 @@ class FrontSwitchSignalSource {
 
   // Handles what the bus has for us; keeps the watch on what it waits for.
   void Process();
-  void StopWatching();
 
-  hookwright::RunLoop& loop_;
   sd_bus* bus_;
   std::function<void()> on_switch_;
-  hookwright::RunLoop::WatchId watch_ = 0;
+  ConnectionWatch watch_;
 };
 
 #endif  // HOST_FRONT_SWITCH_SIGNAL_H_

@@ -1,6 +1,8 @@
 #include "host/host.h"
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "hookwright/application_events.h"
 #include "hookwright/hkwprintf.h"
@@ -11,19 +13,58 @@
 
 namespace {
 
+std::string Joined(const std::vector<std::string>& parts, const char* separator) {
+  std::string joined;
+  for (const std::string& part : parts)
+    joined += (joined.empty() ? "" : separator) + part;
+  return joined;
+}
+
+// Says what the host hears front-application switches from. Without a
+// desktop among them, sets marked stale wait for `qbfa switch`, which a user
+// would not guess: the warning says so, and why the desktops that are there
+// could not be watched.
+void LogSwitchSources(const std::vector<std::string>& switches_from, bool desktop_watched,
+                      const std::vector<std::string>& desktop_failures) {
+  if (switches_from.empty()) {
+    hkwprintf("qbfa host: no source of front-application switches\n");
+  } else {
+    hkwprintf("qbfa host: listening for front-application switches from %s\n",
+              Joined(switches_from, ", "));
+  }
+  if (desktop_watched)
+    return;
+  const std::string why =
+      desktop_failures.empty() ? "" : " (" + Joined(desktop_failures, "; ") + ")";
+  hkwprintf(
+      "qbfa host: warning: no desktop tells this host of front-application switches%s; "
+      "changed sets are published only after `qbfa switch`\n",
+      why);
+}
+
 // Starts the sources in order; false when a required one fails.
 bool StartEventSources(hookwright::RunLoop& loop, std::vector<RunningEventSource>* running) {
+  std::vector<std::string> switches_from;
+  std::vector<std::string> desktop_failures;
+  bool desktop_watched = false;
   for (const EventSourceStarter& starter : HostEventSources()) {
-    std::string error;
-    RunningEventSource source = starter.start(loop, &error);
+    EventSourceReport report;
+    RunningEventSource source = starter.start(loop, &report);
     if (!source) {
-      hkwprintf("qbfa host: cannot start %s: %s\n", starter.name, error);
+      hkwprintf("qbfa host: cannot start %s: %s\n", starter.name, report.error);
       if (starter.required)
         return false;
+      if (starter.watches_desktop)
+        desktop_failures.push_back(report.error);
       continue;
+    }
+    if (!report.switches_from.empty()) {
+      switches_from.push_back(report.switches_from);
+      desktop_watched = desktop_watched || starter.watches_desktop;
     }
     running->push_back(std::move(source));
   }
+  LogSwitchSources(switches_from, desktop_watched, desktop_failures);
   return true;
 }
 

@@ -1,21 +1,15 @@
 #include "host/x11_front_switch.h"
 
-#include <sys/epoll.h>
 #include <xcb/xcb.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 #include "hookwright/hkwprintf.h"
 #include "host/x11_atom.h"
 
 namespace {
-
-bool SameApplication(const FrontApplication& a, const FrontApplication& b) {
-  if (a.pid && b.pid)
-    return *a.pid == *b.pid;
-  return !a.pid && !b.pid && a.window == b.window;
-}
 
 // The one 32-bit value of `property` on `window`; nothing when the window has
 // no such property (or is gone).
@@ -34,14 +28,6 @@ std::optional<uint32_t> Read32BitProperty(xcb_connection_t* connection, xcb_wind
 }
 
 }  // namespace
-
-bool FrontApplicationTracker::Activate(const FrontApplication& now) {
-  if (now.window == 0)
-    return false;
-  bool switched = !front_ || !SameApplication(*front_, now);
-  front_ = now;
-  return switched;
-}
 
 std::unique_ptr<X11FrontSwitchSource> X11FrontSwitchSource::Start(hookwright::RunLoop& loop,
                                                                   const std::string& display,
@@ -81,47 +67,34 @@ std::unique_ptr<X11FrontSwitchSource> X11FrontSwitchSource::Start(hookwright::Ru
   source->tracker_.Activate(source->ActiveApplication());
 
   X11FrontSwitchSource* self = source.get();
-  source->watch_ = loop.WatchFd(xcb_get_file_descriptor(connection), EPOLLIN,
-                                [self](uint32_t) { self->DrainEvents(); });
-  if (source->watch_ == 0) {
+  if (!source->watch_.Start(xcb_get_file_descriptor(connection), [self] { self->DrainEvents(); })) {
     *error = "cannot watch the X display's connection";
     return nullptr;
   }
-  // The replies above may have brought events along; the descriptor will not
-  // tell of those again.
-  loop.Post([self] { self->DrainEvents(); });
   return source;
 }
 
 X11FrontSwitchSource::X11FrontSwitchSource(hookwright::RunLoop& loop, xcb_connection_t* connection,
                                            SwitchCallback on_switch)
-    : loop_(loop), connection_(connection), on_switch_(std::move(on_switch)) {}
+    : connection_(connection), on_switch_(std::move(on_switch)), watch_(loop) {}
 
 X11FrontSwitchSource::~X11FrontSwitchSource() {
-  StopWatching();
+  watch_.Stop();
   xcb_disconnect(connection_);
 }
 
-void X11FrontSwitchSource::StopWatching() {
-  if (watch_ != 0)
-    loop_.UnwatchFd(watch_);
-  watch_ = 0;
-}
-
-FrontApplication X11FrontSwitchSource::ActiveApplication() {
-  FrontApplication application;
-  application.window =
+X11Application X11FrontSwitchSource::ActiveApplication() {
+  X11Application active;
+  active.window =
       Read32BitProperty(connection_, root_, active_window_atom_, XCB_ATOM_WINDOW).value_or(0);
-  if (application.window != 0) {
-    application.pid =
-        Read32BitProperty(connection_, application.window, pid_atom_, XCB_ATOM_CARDINAL);
+  if (active.window != 0) {
+    active.application = Read32BitProperty(connection_, static_cast<xcb_window_t>(active.window),
+                                           pid_atom_, XCB_ATOM_CARDINAL);
   }
-  return application;
+  return active;
 }
 
 void X11FrontSwitchSource::DrainEvents() {
-  if (watch_ == 0)
-    return;
   while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
     bool active_window_changed = false;
     if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
@@ -131,12 +104,12 @@ void X11FrontSwitchSource::DrainEvents() {
     std::free(event);
     if (!active_window_changed)
       continue;
-    FrontApplication now = ActiveApplication();
+    X11Application now = ActiveApplication();
     if (tracker_.Activate(now))
       on_switch_(now);
   }
   if (xcb_connection_has_error(connection_)) {
     hkwprintf("qbfa host: lost the X display; front switches from it end here\n");
-    StopWatching();
+    watch_.Stop();
   }
 }

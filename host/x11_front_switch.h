@@ -11,35 +11,20 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "hookwright/run_loop.h"
+#include "host/connection_watch.h"
+#include "host/front_application.h"
 
 struct xcb_connection_t;
 
-// The application behind an active window.
-struct FrontApplication {
-  uint32_t window = 0;          // 0: no window is active
-  std::optional<uint32_t> pid;  // from _NET_WM_PID, when the window has it
-};
-
-// Which application is in front, as active windows come and go.
-class FrontApplicationTracker {
- public:
-  // Records that `now` became active. True when it belongs to another
-  // application than the last active window, or is the first one seen. No
-  // active window changes nothing: the application that comes back after it
-  // has not switched.
-  bool Activate(const FrontApplication& now);
-
- private:
-  std::optional<FrontApplication> front_;
-};
+// An active window and its process, from _NET_WM_PID when the window has it.
+using X11Application = FrontApplication<uint32_t>;
 
 class X11FrontSwitchSource {
  public:
-  using SwitchCallback = std::function<void(const FrontApplication& now_in_front)>;
+  using SwitchCallback = std::function<void(const X11Application& now_in_front)>;
 
   // Connects to `display` (empty: $DISPLAY), takes the window active now as
   // the front application, and from then on calls `on_switch` on `loop`'s
@@ -61,17 +46,15 @@ class X11FrontSwitchSource {
 
   // Handles every event the connection has, read or queued.
   void DrainEvents();
-  FrontApplication ActiveApplication();
-  void StopWatching();
+  X11Application ActiveApplication();
 
-  hookwright::RunLoop& loop_;
   xcb_connection_t* connection_;
   SwitchCallback on_switch_;
   uint32_t root_ = 0;
   uint32_t active_window_atom_ = 0;
   uint32_t pid_atom_ = 0;
-  hookwright::RunLoop::WatchId watch_ = 0;
-  FrontApplicationTracker tracker_;
+  ConnectionWatch watch_;
+  FrontApplicationTracker<uint32_t> tracker_;
 };
 
 #endif  // HOST_X11_FRONT_SWITCH_H_

@@ -10,6 +10,9 @@ packages=(
   libxcb1-dev xvfb x11-utils dbus-daemon dbus-bin
   # The installed tree's test: its man page, its systemd unit, its package.
   man-db systemd dpkg-dev
+  # The host's Wayland source (libwayland-bin has wayland-scanner), and the
+  # desktop its tests run: a headless sway and a client on xdg-shell.
+  libwayland-dev libwayland-bin wayland-protocols sway
   # The XML libraries bench/parse_bench.cpp compares the reader with.
   libpugixml-dev libexpat1-dev libxml2-dev
 )

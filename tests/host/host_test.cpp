@@ -16,6 +16,9 @@
 #include <vector>
 
 #include "platform/pasteboard.h"
+#include "tests/host/bare_compositor.h"
+#include "tests/host/headless_sway.h"
+#include "tests/host/x11_display.h"
 #include "tests/reader/qbfa_process.h"
 #include "tests/support/background_process.h"
 #include "tests/support/environment.h"
@@ -31,6 +34,14 @@ using qbfa_test::RunQbfa;
 const std::string kQbfa = QBFA_BINARY_DIR "/cli/qbfa";
 constexpr char kPasteboard[] = QBFA_BUNDLE_IDENTIFIER ".pasteboard.fap";
 constexpr char kXmlFlavor[] = "com.apple.xml-plist";
+
+// What a host says at start-up when it can only be told of switches.
+std::string NoDesktopWarning(const std::string& why = "") {
+  return "qbfa host: warning: no desktop tells this host of front-application switches" + why +
+         "; changed sets are published only after `qbfa switch`\n";
+}
+const std::string kOnlyTheBus =
+    "qbfa host: listening for front-application switches from session bus\n" + NoDesktopWarning();
 
 std::string Sample(int version) {
   return std::string(QBFA_SOURCE_DIR "/sample/") +
@@ -67,8 +78,8 @@ struct StopCase {
   const char* status;  // what the plug-in returns
 };
 
-// A home of its own, a private bus, and no display: the host's event
-// sources all start, and quietly.
+// A home of its own, a private bus, and no desktop: the host's event
+// sources all start, and only the bus listens for switches.
 class HostWithBusTest : public testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(bus_.running()) << bus_.error(); }
@@ -76,6 +87,7 @@ class HostWithBusTest : public testing::Test {
   qbfa_test::TemporaryHome home_;
   qbfa_test::PrivateSessionBus bus_;
   qbfa_test::ScopedEnvironmentVariable no_display_{"DISPLAY", std::nullopt};
+  qbfa_test::ScopedEnvironmentVariable no_wayland_display_{"WAYLAND_DISPLAY", std::nullopt};
 };
 
 class HostStopTest : public HostWithBusTest, public testing::WithParamInterface<StopCase> {};
@@ -88,7 +100,7 @@ TEST_P(HostStopTest, StartsThePluginOnTheMainLoopAndUnloadsItOnStop) {
   host.Signal(c.signal_number);
   EXPECT_EQ(host.Wait(), 0);
 
-  std::string expected = "probe: started inside the main run loop\n";
+  std::string expected = kOnlyTheBus + "probe: started inside the main run loop\n";
   if (std::string(c.status) != "0") {
     expected += std::string("qbfa host: QBFA_Initialize of ") + QBFA_PROBE_PLUGIN + " returned " +
                 c.status + "\n";
@@ -121,6 +133,79 @@ TEST(Host, RefusesPluginsItCannotUse) {
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;
   }
+}
+
+TEST_F(HostWithBusTest, NamesItsSourcesOfSwitchesAndWarnsWithoutADesktop) {
+  QBFA_SKIP_WITHOUT_SWAY();
+  qbfa_test::Xvfb x11;
+  ASSERT_FALSE(x11.display().empty()) << "Xvfb did not start";
+  qbfa_test::HeadlessSway sway;
+  ASSERT_TRUE(sway.running()) << sway.error();
+  qbfa_test::BareCompositor bare;
+  ASSERT_FALSE(bare.display().empty()) << "the bare compositor did not start";
+  const std::string x11_source = "x11 (" + x11.display() + ")";
+  const std::string wayland_source = "wayland (" + sway.display() + ")";
+  const std::string unfollowable = std::string("the Wayland compositor ") +
+                                   qbfa_test::kBareCompositorName + " at " + bare.display() +
+                                   " does not offer zwlr_foreign_toplevel_manager_v1";
+  const std::string cannot_follow =
+      "qbfa host: cannot start the Wayland display: " + unfollowable + "\n";
+  auto listening = [](const std::string& sources) {
+    return "qbfa host: listening for front-application switches from " + sources + "\n";
+  };
+
+  struct Case {
+    const char* what;
+    std::map<std::string, std::optional<std::string>> environment;
+    std::string said;  // everything the host logs before the plug-in starts
+  };
+  const Case cases[] = {
+      {"no desktop", {}, kOnlyTheBus},
+      {"an X11 display", {{"DISPLAY", x11.display()}}, listening(x11_source + ", session bus")},
+      {"a compositor that lists its toplevels",
+       {{"WAYLAND_DISPLAY", sway.display()}},
+       listening(wayland_source + ", session bus")},
+      {"both, as a Wayland session with XWayland has them",
+       {{"DISPLAY", x11.display()}, {"WAYLAND_DISPLAY", sway.display()}},
+       listening(x11_source + ", " + wayland_source + ", session bus")},
+      {"a compositor that does not",
+       {{"WAYLAND_DISPLAY", bare.display()}},
+       cannot_follow + listening("session bus") + NoDesktopWarning(" (" + unfollowable + ")")},
+      {"a compositor that does not, beside an X11 display",
+       {{"DISPLAY", x11.display()}, {"WAYLAND_DISPLAY", bare.display()}},
+       cannot_follow + listening(x11_source + ", session bus")},
+      {"no desktop and no bus",
+       {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}},
+       "qbfa host: no source of front-application switches\n" + NoDesktopWarning()},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    BackgroundProcess host({kQbfa, "host", QBFA_PROBE_PLUGIN}, c.environment);
+    ASSERT_TRUE(host.WaitForOutput("probe: started", true)) << host.err();
+    const std::string err = host.err();
+    EXPECT_EQ(err.substr(0, err.find("probe: started")), c.said);
+    host.Signal(SIGTERM);
+    EXPECT_EQ(host.Wait(), 0) << host.err();
+  }
+}
+
+TEST_F(HostWithBusTest, OutlivesItsCompositor) {
+  QBFA_SKIP_WITHOUT_SWAY();
+  qbfa_test::HeadlessSway sway;
+  ASSERT_TRUE(sway.running()) << sway.error();
+  BackgroundProcess host({kQbfa, "host", QBFA_PROBE_PLUGIN}, {{"WAYLAND_DISPLAY", sway.display()}});
+  ASSERT_TRUE(host.WaitForOutput("probe: started", true)) << host.err();
+
+  sway.Kill();
+  const std::string lost = "qbfa host: lost the Wayland display; front switches from it end here\n";
+  ASSERT_TRUE(host.WaitForOutput(lost, true)) << host.err();
+  ASSERT_EQ(RunQbfa({"switch"}).exit_code, 0);
+  EXPECT_TRUE(host.WaitForOutput("qbfa host: front application switched (qbfa switch)\n", true))
+      << host.err();
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 0) << host.err();
+  const std::string err = host.err();
+  EXPECT_EQ(err.find(lost), err.rfind(lost)) << err;
 }
 
 TEST_F(HostWithBusTest, PublishesTheSampleToAListenerInAnotherProcess) {

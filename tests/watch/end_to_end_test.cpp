@@ -1,7 +1,7 @@
 // The whole system in separate processes: a private session bus, `qbfa host`
 // running the plug-in, `qbfa sets --follow` listening, the database changed
 // in place as the font manager changes it, and front switches from
-// `qbfa switch` or from an X11 display.
+// `qbfa switch`, from an X11 display or from a Wayland compositor.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -21,6 +21,8 @@
 #include <vector>
 
 #include "state.h"
+#include "tests/host/headless_sway.h"
+#include "tests/host/wayland_toplevel.h"
 #include "tests/host/x11_display.h"
 #include "tests/reader/qbfa_process.h"
 #include "tests/support/environment.h"
@@ -36,7 +38,10 @@ namespace fs = std::filesystem;
 // happens.
 constexpr auto kPatience = std::chrono::seconds(60);
 
-const char kSwitched[] = "qbfa host: front application switched";
+// What the host logs once the plug-in has handled a switch from `source`.
+std::string SwitchReport(const std::string& source) {
+  return "qbfa host: front application switched (" + source + ")\n";
+}
 
 std::string FixturePath(const std::string& name) {
   return QBFA_FIXTURES_DIR "/" + name + ".db";
@@ -187,12 +192,12 @@ class EndToEnd : public testing::Test {
   std::string Switch() {
     qbfa_test::CommandResult sent = qbfa_test::RunQbfa({"switch"});
     EXPECT_EQ(sent.exit_code, 0) << sent.err;
-    return AwaitSwitchReport();
+    return AwaitSwitchReport("qbfa switch");
   }
 
-  std::string AwaitSwitchReport() {
+  std::string AwaitSwitchReport(const std::string& source) {
     const size_t from = seen_;
-    std::optional<size_t> reported = host_->WaitFor(kSwitched, from);
+    std::optional<size_t> reported = host_->WaitFor(SwitchReport(source), from);
     EXPECT_TRUE(reported) << host_->Output();
     if (!reported)
       return "";
@@ -217,6 +222,7 @@ class EndToEnd : public testing::Test {
   qbfa_test::PrivateSessionBus bus_;
   qbfa_test::TemporaryHome home_;
   qbfa_test::ScopedEnvironmentVariable no_display_{"DISPLAY", std::nullopt};
+  qbfa_test::ScopedEnvironmentVariable no_wayland_display_{"WAYLAND_DISPLAY", std::nullopt};
   std::string database_;
   std::optional<Background> host_;
   std::optional<Background> listener_;
@@ -288,9 +294,33 @@ TEST_F(EndToEnd, ASwitchBetweenWindowsOfTwoProcessesRefreshes) {
   StartSystem();
   WriteDatabase("set_names");
   manager.Activate(browser.window());
-  EXPECT_NE(AwaitSwitchReport().find("[QB] Updating font sets\n"), std::string::npos);
+  EXPECT_NE(AwaitSwitchReport("X11 display").find("[QB] Updating font sets\n"), std::string::npos);
   ASSERT_TRUE(WaitForPublications(2));
   EXPECT_EQ(Publications(listener_->Output())[1], TreeOf("set_names"));
+}
+
+TEST_F(EndToEnd, ASwitchBetweenWaylandApplicationsRefreshes) {
+  QBFA_SKIP_WITHOUT_SWAY();
+  qbfa_test::HeadlessSway sway;
+  ASSERT_TRUE(sway.running()) << sway.error();
+  qbfa_test::ToplevelProcess editor(sway.display(), "org.example.Editor", "editor");
+  qbfa_test::ToplevelProcess browser(sway.display(), "org.example.Browser", "browser");
+  ASSERT_TRUE(editor.shown());
+  ASSERT_TRUE(browser.shown());
+  ASSERT_TRUE(sway.Focus("editor"));
+  qbfa_test::ScopedEnvironmentVariable display("WAYLAND_DISPLAY", sway.display());
+
+  StartSystem();
+  WriteDatabase("set_names");
+  ASSERT_TRUE(sway.Focus("browser"));
+  EXPECT_NE(AwaitSwitchReport("Wayland display").find("[QB] Updating font sets\n"),
+            std::string::npos);
+  ASSERT_TRUE(WaitForPublications(2));
+  EXPECT_EQ(Publications(listener_->Output())[1], TreeOf("set_names"));
+
+  // Nothing changed since: the next switch reads nothing.
+  ASSERT_TRUE(sway.Focus("editor"));
+  EXPECT_EQ(AwaitSwitchReport("Wayland display").find("[QB]"), std::string::npos);
 }
 
 }  // namespace

@@ -1,0 +1,154 @@
+#include "tests/host/headless_sway.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <thread>
+#include <vector>
+
+#include "tests/support/background_process.h"
+#include "tests/support/child_process.h"
+
+namespace qbfa_test {
+namespace {
+
+constexpr char kUnprivilegedUser[] = "nobody";
+
+// sway writes the file once it is fully up: its sockets listen and its
+// configuration has run. The write-then-rename keeps a half-written file
+// from being read.
+constexpr char kConfiguration[] = R"(xwayland disable
+exec sh -c 'printf "%s\n%s\n" "$WAYLAND_DISPLAY" "$SWAYSOCK" >"$XDG_RUNTIME_DIR/ready.tmp" && mv "$XDG_RUNTIME_DIR/ready.tmp" "$XDG_RUNTIME_DIR/ready"'
+)";
+
+bool RunningAsRoot() {
+  return geteuid() == 0;
+}
+
+bool OnPath(const std::string& program) {
+  const char* path = std::getenv("PATH");
+  std::string folders = path != nullptr ? path : "";
+  for (size_t start = 0; start <= folders.size();) {
+    size_t end = folders.find(':', start);
+    if (end == std::string::npos)
+      end = folders.size();
+    if (access((folders.substr(start, end - start) + "/" + program).c_str(), X_OK) == 0)
+      return true;
+    start = end + 1;
+  }
+  return false;
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// Hands a folder or file of the test to the desktop's user.
+bool GiveToDesktopUser(const std::string& path) {
+  if (!RunningAsRoot())
+    return true;
+  const passwd* user = getpwnam(kUnprivilegedUser);
+  return user != nullptr && chown(path.c_str(), user->pw_uid, user->pw_gid) == 0;
+}
+
+}  // namespace
+
+bool BecomeDesktopUser() {
+  if (!RunningAsRoot())
+    return true;
+  const passwd* user = getpwnam(kUnprivilegedUser);
+  return user != nullptr && setgroups(0, nullptr) == 0 && setgid(user->pw_gid) == 0 &&
+         setuid(user->pw_uid) == 0;
+}
+
+std::string WhySwayCannotRun() {
+  if (!OnPath("sway") || !OnPath("swaymsg"))
+    return "sway is not installed (scripts/install-deps.sh installs it)";
+  if (RunningAsRoot() && getpwnam(kUnprivilegedUser) == nullptr)
+    return std::string("sway refuses to run as root, and there is no user '") + kUnprivilegedUser +
+           "' to run it as";
+  return "";
+}
+
+std::string FocusCommand(const std::string& title) {
+  return "[title=\"^" + title + "$\"] focus";
+}
+
+HeadlessSway::HeadlessSway() {
+  const std::string& directory = server_.directory();
+  if (directory.empty()) {
+    error_ = "cannot make sway's runtime directory";
+    return;
+  }
+  const std::string configuration = directory + "/config";
+  std::ofstream(configuration) << kConfiguration;
+  if (!GiveToDesktopUser(directory) || !GiveToDesktopUser(configuration)) {
+    error_ = std::string("cannot hand sway's runtime directory to ") + kUnprivilegedUser;
+    return;
+  }
+
+  const std::string log = directory + "/sway.log";
+  const char* path = std::getenv("PATH");
+  std::vector<std::string> environment = {
+      std::string("PATH=") + (path != nullptr ? path : "/usr/bin:/bin"),
+      "XDG_RUNTIME_DIR=" + directory,
+      "HOME=" + directory,
+      "WLR_BACKENDS=headless",
+      "WLR_RENDERER=pixman",
+      "WLR_LIBINPUT_NO_DEVICES=1",
+  };
+  server_.Start([&] {
+    if (!BecomeDesktopUser())
+      return 126;
+    // After the change of user, which clears it.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (output < 0 || dup2(output, STDOUT_FILENO) < 0 || dup2(output, STDERR_FILENO) < 0)
+      return 127;
+    std::vector<char*> variables;
+    for (std::string& variable : environment)
+      variables.push_back(variable.data());
+    variables.push_back(nullptr);
+    char* const argv[] = {const_cast<char*>("sway"), const_cast<char*>("-c"),
+                          const_cast<char*>(configuration.c_str()), nullptr};
+    execvpe("sway", argv, variables.data());
+    return 127;
+  });
+
+  const auto deadline = std::chrono::steady_clock::now() + kOutputWait;
+  for (;;) {
+    std::ifstream ready(directory + "/ready");
+    std::string name;
+    if (std::getline(ready, name) && std::getline(ready, ipc_socket_)) {
+      display_ = name.starts_with('/') ? name : directory + "/" + name;
+      return;
+    }
+    if (server_.Ended()) {
+      error_ = "sway ended at start-up:\n" + ReadFile(log);
+      return;
+    }
+    if (std::chrono::steady_clock::now() > deadline) {
+      error_ = "sway did not come up:\n" + ReadFile(log);
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+bool HeadlessSway::Command(const std::string& command) {
+  return RunInChildProcess([&] {
+           execlp("swaymsg", "swaymsg", "--quiet", "--socket", ipc_socket_.c_str(), command.c_str(),
+                  static_cast<char*>(nullptr));
+           return 127;
+         }) == 0;
+}
+
+}  // namespace qbfa_test

@@ -1,0 +1,36 @@
+// A real Wayland client for tests of front-application switches: another
+// process that shows one toplevel window, with an app_id or without one.
+#ifndef TESTS_HOST_WAYLAND_TOPLEVEL_H_
+#define TESTS_HOST_WAYLAND_TOPLEVEL_H_
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+namespace qbfa_test {
+
+// Runs as the desktop's user (see BecomeDesktopUser) and shows its window on
+// `display` (an absolute socket path) until this is destroyed. The window is
+// titled `title`, for sway's criteria to find it, and has `app_id` when one
+// is given.
+class ToplevelProcess {
+ public:
+  ToplevelProcess(const std::string& display, const std::optional<std::string>& app_id,
+                  const std::string& title);
+  ToplevelProcess(const ToplevelProcess&) = delete;
+  ToplevelProcess& operator=(const ToplevelProcess&) = delete;
+  ~ToplevelProcess();
+
+  // True once the compositor has the window's first frame: the window is
+  // mapped, and sway has given it the focus.
+  bool shown() const { return shown_; }
+
+ private:
+  pid_t process_ = -1;
+  bool shown_ = false;
+};
+
+}  // namespace qbfa_test
+
+#endif  // TESTS_HOST_WAYLAND_TOPLEVEL_H_
