@@ -25,6 +25,10 @@ struct EventSourceReport {
   // What the source hears front-application switches from, as the host's
   // start-up line names it ("x11 (:0)"); empty when it hears none.
   std::string switches_from;
+  // Why a source that started has nothing to watch on this machine ("DISPLAY
+  // is not set"). A host started at login with a piece of the session
+  // missing keeps running, so it says which piece.
+  std::string missing;
 };
 
 struct EventSourceStarter {
@@ -37,7 +41,7 @@ struct EventSourceStarter {
   bool watches_desktop = false;
   // Starts the source on `loop`. Null, with `report->error` set, when it
   // cannot start. A source with nothing to watch on this machine returns a
-  // running source that does nothing.
+  // running source that does nothing, with `report->missing` set.
   std::function<RunningEventSource(hookwright::RunLoop& loop, EventSourceReport* report)> start;
 };
 

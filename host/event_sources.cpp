@@ -19,12 +19,20 @@ void ReportFrontSwitch(const char* source) {
   hkwprintf("qbfa host: front application switched (%s)\n", source);
 }
 
-// The variable's value; nothing when it is unset or empty.
-std::optional<std::string> Environment(const char* name) {
+// The variable's value; nothing when it is unset or empty, which `report`
+// then gives as what is missing.
+std::optional<std::string> Environment(const char* name, EventSourceReport* report) {
   const char* value = std::getenv(name);
-  if (value == nullptr || *value == '\0')
+  if (value == nullptr || *value == '\0') {
+    report->missing = std::string(name) + " is not set";
     return std::nullopt;
+  }
   return value;
+}
+
+// A source that does nothing, for a piece of the session that is not there.
+RunningEventSource NothingToWatch() {
+  return std::make_shared<bool>();
 }
 
 // A source that listens, as the start-up line names it.
@@ -48,9 +56,9 @@ std::vector<EventSourceStarter> HostEventSources() {
       {.name = "the X11 display",
        .watches_desktop = true,
        .start = [](hookwright::RunLoop& loop, EventSourceReport* report) -> RunningEventSource {
-         std::optional<std::string> display = Environment("DISPLAY");
+         std::optional<std::string> display = Environment("DISPLAY", report);
          if (!display)
-           return std::make_shared<bool>();  // no display to watch
+           return NothingToWatch();
          return Listening(
              X11FrontSwitchSource::Start(
                  loop, *display, [](const X11Application&) { ReportFrontSwitch("X11 display"); },
@@ -60,9 +68,9 @@ std::vector<EventSourceStarter> HostEventSources() {
       {.name = "the Wayland display",
        .watches_desktop = true,
        .start = [](hookwright::RunLoop& loop, EventSourceReport* report) -> RunningEventSource {
-         std::optional<std::string> display = Environment("WAYLAND_DISPLAY");
+         std::optional<std::string> display = Environment("WAYLAND_DISPLAY", report);
          if (!display)
-           return std::make_shared<bool>();  // no compositor to watch
+           return NothingToWatch();
          return Listening(
              WaylandFrontSwitchSource::Start(
                  loop, *display,
@@ -72,8 +80,13 @@ std::vector<EventSourceStarter> HostEventSources() {
        }},
       {.name = "qbfa switch signals",
        .start = [](hookwright::RunLoop& loop, EventSourceReport* report) -> RunningEventSource {
-         if (!SessionBusConfigured())
-           return std::make_shared<bool>();  // no bus to listen on
+         if (!SessionBusConfigured()) {
+           report->missing =
+               "no session bus (DBUS_SESSION_BUS_ADDRESS is not set and XDG_RUNTIME_DIR has no "
+               "bus): listeners are not told of publications, and `qbfa switch` cannot reach "
+               "this host";
+           return NothingToWatch();
+         }
          return Listening(FrontSwitchSignalSource::Start(
                               loop, [] { ReportFrontSwitch("qbfa switch"); }, &report->error),
                           "session bus", report);

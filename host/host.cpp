@@ -25,7 +25,7 @@ std::string Joined(const std::vector<std::string>& parts, const char* separator)
 // would not guess: the warning says so, and why the desktops that are there
 // could not be watched.
 void LogSwitchSources(const std::vector<std::string>& switches_from, bool desktop_watched,
-                      const std::vector<std::string>& desktop_failures) {
+                      const std::vector<std::string>& desktop_problems) {
   if (switches_from.empty()) {
     hkwprintf("qbfa host: no source of front-application switches\n");
   } else {
@@ -35,7 +35,7 @@ void LogSwitchSources(const std::vector<std::string>& switches_from, bool deskto
   if (desktop_watched)
     return;
   const std::string why =
-      desktop_failures.empty() ? "" : " (" + Joined(desktop_failures, "; ") + ")";
+      desktop_problems.empty() ? "" : " (" + Joined(desktop_problems, "; ") + ")";
   hkwprintf(
       "qbfa host: warning: no desktop tells this host of front-application switches%s; "
       "changed sets are published only after `qbfa switch`\n",
@@ -45,7 +45,7 @@ void LogSwitchSources(const std::vector<std::string>& switches_from, bool deskto
 // Starts the sources in order; false when a required one fails.
 bool StartEventSources(hookwright::RunLoop& loop, std::vector<RunningEventSource>* running) {
   std::vector<std::string> switches_from;
-  std::vector<std::string> desktop_failures;
+  std::vector<std::string> desktop_problems;
   bool desktop_watched = false;
   for (const EventSourceStarter& starter : HostEventSources()) {
     EventSourceReport report;
@@ -55,8 +55,14 @@ bool StartEventSources(hookwright::RunLoop& loop, std::vector<RunningEventSource
       if (starter.required)
         return false;
       if (starter.watches_desktop)
-        desktop_failures.push_back(report.error);
+        desktop_problems.push_back(report.error);
       continue;
+    }
+    if (!report.missing.empty()) {
+      if (starter.watches_desktop)
+        desktop_problems.push_back(report.missing);
+      else
+        hkwprintf("qbfa host: %s\n", report.missing);
     }
     if (!report.switches_from.empty()) {
       switches_from.push_back(report.switches_from);
@@ -64,7 +70,7 @@ bool StartEventSources(hookwright::RunLoop& loop, std::vector<RunningEventSource
     }
     running->push_back(std::move(source));
   }
-  LogSwitchSources(switches_from, desktop_watched, desktop_failures);
+  LogSwitchSources(switches_from, desktop_watched, desktop_problems);
   return true;
 }
 

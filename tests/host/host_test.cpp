@@ -5,6 +5,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -35,13 +36,16 @@ const std::string kQbfa = QBFA_BINARY_DIR "/cli/qbfa";
 constexpr char kPasteboard[] = QBFA_BUNDLE_IDENTIFIER ".pasteboard.fap";
 constexpr char kXmlFlavor[] = "com.apple.xml-plist";
 
-// What a host says at start-up when it can only be told of switches.
-std::string NoDesktopWarning(const std::string& why = "") {
-  return "qbfa host: warning: no desktop tells this host of front-application switches" + why +
-         "; changed sets are published only after `qbfa switch`\n";
+// What a host says at start-up when it can only be told of switches, and
+// why.
+std::string NoDesktopWarning(const std::string& why) {
+  return "qbfa host: warning: no desktop tells this host of front-application switches (" + why +
+         "); changed sets are published only after `qbfa switch`\n";
 }
+const std::string kNoDisplays = "DISPLAY is not set; WAYLAND_DISPLAY is not set";
 const std::string kOnlyTheBus =
-    "qbfa host: listening for front-application switches from session bus\n" + NoDesktopWarning();
+    "qbfa host: listening for front-application switches from session bus\n" +
+    NoDesktopWarning(kNoDisplays);
 
 std::string Sample(int version) {
   return std::string(QBFA_SOURCE_DIR "/sample/") +
@@ -170,13 +174,17 @@ TEST_F(HostWithBusTest, NamesItsSourcesOfSwitchesAndWarnsWithoutADesktop) {
        listening(x11_source + ", " + wayland_source + ", session bus")},
       {"a compositor that does not",
        {{"WAYLAND_DISPLAY", bare.display()}},
-       cannot_follow + listening("session bus") + NoDesktopWarning(" (" + unfollowable + ")")},
+       cannot_follow + listening("session bus") +
+           NoDesktopWarning("DISPLAY is not set; " + unfollowable)},
       {"a compositor that does not, beside an X11 display",
        {{"DISPLAY", x11.display()}, {"WAYLAND_DISPLAY", bare.display()}},
        cannot_follow + listening(x11_source + ", session bus")},
       {"no desktop and no bus",
        {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}},
-       "qbfa host: no source of front-application switches\n" + NoDesktopWarning()},
+       "qbfa host: no session bus (DBUS_SESSION_BUS_ADDRESS is not set and XDG_RUNTIME_DIR has "
+       "no bus): listeners are not told of publications, and `qbfa switch` cannot reach this "
+       "host\nqbfa host: no source of front-application switches\n" +
+           NoDesktopWarning(kNoDisplays)},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -187,6 +195,25 @@ TEST_F(HostWithBusTest, NamesItsSourcesOfSwitchesAndWarnsWithoutADesktop) {
     host.Signal(SIGTERM);
     EXPECT_EQ(host.Wait(), 0) << host.err();
   }
+}
+
+// As a unit started at login finds an incomplete session: no bus, no
+// display, no database. The host says what is missing, one line for each,
+// and keeps running, so that its service manager does not restart it in a
+// loop.
+TEST_F(HostWithBusTest, KeepsRunningWithoutBusDisplayOrDatabase) {
+  BackgroundProcess host({kQbfa, "host"}, {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}});
+  const char* const lines[] = {
+      "qbfa host: no session bus (",
+      "qbfa host: warning: no desktop tells this host of front-application switches (",
+      "[QB] Cannot find FontAgent Pro database\n",
+  };
+  for (const char* line : lines)
+    EXPECT_TRUE(host.WaitForOutput(line, true)) << host.err();
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  EXPECT_TRUE(host.Running()) << host.err();
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 0) << host.err();
 }
 
 TEST_F(HostWithBusTest, OutlivesItsCompositor) {

@@ -43,13 +43,14 @@ class BackgroundProcess {
 
   void Signal(int signal_number);
 
+  // Whether it still runs; reaps it when it has ended.
+  bool Running();
+
   // Waits for the process to end, killing it after `timeout`. Its exit code;
   // -1 when it did not exit by itself.
   int Wait(std::chrono::milliseconds timeout = kOutputWait);
 
  private:
-  bool Running();
-
   pid_t pid_ = -1;
   std::optional<int> exit_code_;
   std::string directory_;
