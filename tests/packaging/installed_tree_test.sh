@@ -121,7 +121,7 @@ echo "--- the Debian package"
 dpkg-deb -c "$deb" | awk '$1 !~ /^d/ { print $6 }' | sort >"$work/deb-files"
 diff <(sed 's|^\./|./usr/|' <<<"$expected_files") "$work/deb-files" || fail "the package's files differ"
 depends=$(dpkg-deb -f "$deb" Depends)
-for library in libc6 libstdc++6 libplist3 libsystemd0 libxcb1 libicu72; do
+for library in libc6 libstdc++6 libplist3 libsystemd0 libxcb1 libwayland-client0 libicu72; do
   grep -q "\b$library\b" <<<"$depends" || fail "Depends lacks $library: $depends"
 done
 dpkg -x "$deb" "$work/root"
