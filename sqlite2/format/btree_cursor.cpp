@@ -97,11 +97,11 @@ Status BtreeCursor::Push(PageNumber number, bool is_root) {
 
 Status BtreeCursor::SeekAtLeast(std::string_view key) {
   bool equal;
-  return Descend(key, &equal);
+  return Descend(key, /*damage_is_absence=*/false, &equal);
 }
 
 Status BtreeCursor::SeekAtLeast(std::string_view key, bool* found) {
-  Status status = Descend(key, found);
+  Status status = Descend(key, /*damage_is_absence=*/true, found);
   if (!status.ok() || !*found) {
     return status;
   }
@@ -109,10 +109,17 @@ Status BtreeCursor::SeekAtLeast(std::string_view key, bool* found) {
   return Next(found);
 }
 
-Status BtreeCursor::Descend(std::string_view key, bool* equal) {
+Status BtreeCursor::Descend(std::string_view key, bool damage_is_absence, bool* equal) {
   *equal = false;
   Rewind();
   started_ = true;
+  const auto damaged = [&](Status status) {
+    if (!damage_is_absence) {
+      return Fail(std::move(status));
+    }
+    depth_ = 0;
+    return Status::Ok();
+  };
   // A 4-byte key, the rowid of every table lookup, compares as a number
   // with each cell's key head (btree_page.h), so that the search reads the
   // decoded cells only, never the page.
@@ -129,7 +136,7 @@ Status BtreeCursor::Descend(std::string_view key, bool* equal) {
     }
     const BtreePage* page;
     if (Status status = pager_->GetBtreePage(number, is_root, &page); !status.ok()) {
-      return Fail(std::move(status));
+      return damaged(std::move(status));
     }
     Frame& frame = stack_[depth_++];
     frame.page = page;
@@ -151,7 +158,7 @@ Status BtreeCursor::Descend(std::string_view key, bool* equal) {
       Status status;
       const auto order = [&](const Cell& cell) { return OrderKey(*page, cell, key, &status); };
       if (!FindCell(*page, order, &frame.index, equal)) {
-        return Fail(std::move(status));
+        return damaged(std::move(status));
       }
     }
     if (*equal) {

@@ -53,8 +53,13 @@ class BtreeCursor {
   void Rewind();
   // Positions before the first entry whose key is >= `key`.
   Status SeekAtLeast(std::string_view key);
-  // The same, except that an entry whose key equals `key` is moved onto at
-  // once, as Next() would, and `*found` says whether there is one.
+  // The lookup of one entry: an entry whose key equals `key` is moved onto
+  // at once, as Next() would, and `*found` says whether there is one. As
+  // in the library's lookups, a page on the way down that cannot be used
+  // (damaged, missing or empty) or a key that cannot be read means there
+  // is none, not an error; the cursor then yields nothing more. Only a
+  // descent deeper than kMaxDepth, a loop on which the library never
+  // returns, fails.
   Status SeekAtLeast(std::string_view key, bool* found);
   // Moves to the next entry; `*has_entry` is false at the end.
   Status Next(bool* has_entry);
@@ -86,7 +91,9 @@ class BtreeCursor {
   Status Fail(Status status);
   // Positions before the first entry whose key is >= `key`, stopping at
   // the first page that holds `key` itself, where `*equal` is then set.
-  Status Descend(std::string_view key, bool* equal);
+  // With `damage_is_absence`, a page or key that cannot be read ends the
+  // descent there with `*equal` false rather than failing.
+  Status Descend(std::string_view key, bool damage_is_absence, bool* equal);
   // Loads, checks and enters page `number` in a walk; entering it again in
   // the same walk is corrupt.
   Status Push(PageNumber number, bool is_root);

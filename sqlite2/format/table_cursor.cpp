@@ -30,15 +30,8 @@ Status TableCursor::DecodeKey() {
 Status TableCursor::SeekRowid(int32_t rowid, bool* found) {
   char key[kRowidKeySize];
   EncodeRowidKey(rowid, key);
-  Status status = cursor_.SeekAtLeast({key, kRowidKeySize}, found);
-  if (!status.ok() || *found) {
-    rowid_ = rowid;
-    return status;
-  }
-  // A rowid that is not there still reads the row after where it would
-  // be, as a walk from there would, so that damage there fails the seek.
-  bool has_row;
-  return Next(&has_row);
+  rowid_ = rowid;
+  return cursor_.SeekAtLeast({key, kRowidKeySize}, found);
 }
 
 }  // namespace sqlite2::format

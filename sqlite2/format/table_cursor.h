@@ -21,7 +21,8 @@ class TableCursor {
   // the end.
   Status Next(bool* has_row);
   // Moves to the row with `rowid`; `*found` says whether it exists. When it
-  // does, Next() continues with the rows after it.
+  // does, Next() continues with the rows after it. A damaged page on the
+  // way to it means the row is not there (BtreeCursor::SeekAtLeast).
   Status SeekRowid(int32_t rowid, bool* found);
   // Where the row that Next() just yielded is, and back to it, as in
   // BtreeCursor.

@@ -85,7 +85,7 @@ TEST(SharedOverflowChain, StopsAScanBeforeItCopiesMuchMoreThanTheFile) {
                 format::kPageSize, bytes.begin());
     std::array<format::Cell, format::kMaxCellsPerPage> room;
     BtreePage decoded;
-    if (!BtreePage::DecodeFrom(bytes, format::ByteOrder::kLittleEndian, false, room, &decoded).ok())
+    if (!BtreePage::DecodeFrom(bytes, format::ByteOrder::kLittleEndian, room, &decoded).ok())
       continue;  // an overflow page
     for (const format::Cell& cell : decoded.cells) {
       if (cell.key_size == 4 && cell.overflow != 0) {
