@@ -29,12 +29,13 @@ std::unique_ptr<ColumnHash> ColumnHash::Build(format::Pager* pager, const TableI
   std::unique_ptr<ColumnHash> hash(new ColumnHash(numeric));
   const uint64_t check_failures = pager->check_failures();
   format::TableCursor rows(pager, table.root);
-  format::RecordValues values;
+  // The library's scan reads only the column it tests from each row.
+  std::optional<std::string_view> value;
   for (uint32_t order = 0;; ++order) {
     bool has_row = false;
     Status status = rows.Next(&has_row);
     if (status.ok() && has_row) {
-      status = format::DecodeRecord(rows.record(), table.columns.size(), &values);
+      status = format::DecodeColumn(rows.record(), column, &value);
     }
     if (!status.ok()) {
       hash->error_ = std::move(status);
@@ -44,7 +45,6 @@ std::unique_ptr<ColumnHash> ColumnHash::Build(format::Pager* pager, const TableI
     if (!has_row) {
       break;
     }
-    const std::optional<std::string_view>& value = values[column];
     if (!value) {
       continue;  // NULL equals nothing
     }

@@ -1,48 +1,99 @@
 #include "sqlite2/format/record.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <ranges>
 
 namespace sqlite2::format {
 namespace {
 
+// The empty string, as a value that begins where the record's bytes have
+// run out (they read as zero there).
+constexpr char kEmpty[] = "";
+
 // Offsets are little-endian whatever the file's byte order.
 template <size_t kWidth>
-size_t LoadOffset(const uint8_t* p) {
+size_t LoadOffset(const Record& record, size_t at) {
+  const auto* p = reinterpret_cast<const uint8_t*>(record.bytes.data());
+  const size_t held = record.bytes.size();
   size_t value = 0;
-  for (size_t i = 0; i < kWidth; ++i) {
-    value |= size_t{p[i]} << (8 * i);
+  if (at + kWidth <= held) {
+    for (size_t i = 0; i < kWidth; ++i) {
+      value |= size_t{p[at + i]} << (8 * i);
+    }
+    return value;
+  }
+  for (size_t i = 0; at + i < held && i < kWidth; ++i) {
+    value |= size_t{p[at + i]} << (8 * i);
   }
   return value;
 }
 
-template <size_t kWidth>
-Status DecodeValues(std::string_view record, size_t column_count, RecordValues* out) {
-  const auto* offsets = reinterpret_cast<const uint8_t*>(record.data());
-  const size_t header_size = (column_count + 1) * kWidth;
-  if (header_size > record.size() || LoadOffset<kWidth>(offsets) != header_size) {
+// The value of the bytes [begin, end) as a C string: up to its first NUL,
+// which a byte past those held is.
+Status ValueAt(const Record& record, size_t begin, size_t end,
+               std::optional<std::string_view>* out) {
+  const size_t held = record.bytes.size();
+  if (begin >= held) {
+    *out = std::string_view(kEmpty, 0);
+    return Status::Ok();
+  }
+  const char* value = record.bytes.data() + begin;
+  const size_t stop = end < held ? end : held;
+  const void* nul = std::memchr(value, '\0', stop - begin);
+  if (nul == nullptr && stop == end) {
     return Status::Corrupt();
   }
-  size_t begin = header_size;
-  for (size_t i = 0; i < column_count; ++i) {
-    const size_t end = LoadOffset<kWidth>(offsets + (i + 1) * kWidth);
-    if (end < begin || end > record.size()) {
-      return Status::Corrupt();
+  *out = std::string_view(value,
+                          nul != nullptr ? static_cast<const char*>(nul) - value : stop - begin);
+  return Status::Ok();
+}
+
+template <size_t kWidth>
+Status DecodeOne(const Record& record, size_t column, std::optional<std::string_view>* out) {
+  if (record.size < kWidth * (column + 1)) {
+    return Status::Corrupt();
+  }
+  const size_t begin = LoadOffset<kWidth>(record, kWidth * column);
+  const size_t end = LoadOffset<kWidth>(record, kWidth * (column + 1));
+  if (end < begin || end > record.size) {
+    return Status::Corrupt();
+  }
+  if (end == begin) {
+    *out = std::nullopt;  // SQL NULL
+    return Status::Ok();
+  }
+  return ValueAt(record, begin, end, out);
+}
+
+// Reads each of `columns` into *place(column), stopping at the first that
+// is corrupt.
+template <size_t kWidth, typename Columns, typename Place>
+Status DecodeEachWide(const Record& record, const Columns& columns, const Place& place) {
+  for (size_t column : columns) {
+    if (Status status = DecodeOne<kWidth>(record, column, place(column)); !status.ok()) {
+      return status;
     }
-    if (end == begin) {
-      (*out)[i] = std::nullopt;  // SQL NULL
-      continue;
-    }
-    // Values are C strings: they must end with a NUL and stop at the first,
-    // which that NUL keeps inside the value.
-    if (record[end - 1] != '\0') {
-      return Status::Corrupt();
-    }
-    (*out)[i] = std::string_view(record.data() + begin, std::strlen(record.data() + begin));
-    begin = end;
   }
   return Status::Ok();
+}
+
+template <typename Columns, typename Place>
+Status DecodeEach(const Record& record, const Columns& columns, const Place& place) {
+  if (record.size == 0) {
+    for (size_t column : columns) {
+      *place(column) = std::nullopt;
+    }
+    return Status::Ok();
+  }
+  switch (RecordOffsetWidth(record.size)) {
+    case 1:
+      return DecodeEachWide<1>(record, columns, place);
+    case 2:
+      return DecodeEachWide<2>(record, columns, place);
+    default:
+      return DecodeEachWide<3>(record, columns, place);
+  }
 }
 
 }  // namespace
@@ -57,20 +108,23 @@ size_t RecordOffsetWidth(size_t record_size) {
   return 3;
 }
 
-Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* out) {
+Status DecodeColumn(const Record& record, size_t column, std::optional<std::string_view>* out) {
+  const size_t columns[] = {column};
+  return DecodeEach(record, columns, [out](size_t) { return out; });
+}
+
+Status DecodeColumns(const Record& record, std::span<const size_t> columns, RecordValues* out) {
+  return DecodeEach(record, columns, [out](size_t column) { return &(*out)[column]; });
+}
+
+Status DecodeRecord(const Record& record, size_t column_count, RecordValues* out) {
   out->resize(column_count);
-  if (record.empty()) {
-    std::fill(out->begin(), out->end(), std::nullopt);
-    return Status::Ok();
-  }
-  switch (RecordOffsetWidth(record.size())) {
-    case 1:
-      return DecodeValues<1>(record, column_count, out);
-    case 2:
-      return DecodeValues<2>(record, column_count, out);
-    default:
-      return DecodeValues<3>(record, column_count, out);
-  }
+  return DecodeEach(record, std::views::iota(size_t{0}, column_count),
+                    [out](size_t column) { return &(*out)[column]; });
+}
+
+Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* out) {
+  return DecodeRecord(Record{record, record.size()}, column_count, out);
 }
 
 }  // namespace sqlite2::format

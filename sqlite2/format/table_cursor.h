@@ -1,5 +1,7 @@
 // Rows of a table B-tree: a 4-byte key holding the rowid (see keys.h) and
-// the row record as data. Any other key size means the file is damaged.
+// the row record as data. A cell whose key size is damaged is read as the
+// library reads it: the rowid from the key's first four bytes, the record
+// from where the claimed key ends.
 #ifndef SQLITE2_FORMAT_TABLE_CURSOR_H_
 #define SQLITE2_FORMAT_TABLE_CURSOR_H_
 
@@ -7,7 +9,9 @@
 #include <string_view>
 
 #include "sqlite2/format/btree_cursor.h"
+#include "sqlite2/format/keys.h"
 #include "sqlite2/format/pager.h"
+#include "sqlite2/format/record.h"
 #include "sqlite2/status.h"
 
 namespace sqlite2::format {
@@ -31,11 +35,11 @@ class TableCursor {
 
   // The current row; valid until the cursor moves.
   int32_t rowid() const { return rowid_; }
-  std::string_view record() const { return cursor_.data(); }
+  Record record() const { return {cursor_.data(), cursor_.cell().data_size}; }
 
  private:
   // Takes the rowid from the entry the cursor is on.
-  Status DecodeKey();
+  void DecodeKey() { rowid_ = DecodeRowidKeyHead(cursor_.cell().key_head); }
 
   BtreeCursor cursor_;
   int32_t rowid_ = 0;
