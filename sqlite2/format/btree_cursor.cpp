@@ -34,29 +34,35 @@ int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key
   return full_size < key.size() ? -1 : 1;
 }
 
-// Binary search for the first cell of `page` whose key is not below the
-// one sought, by `order(cell)`: how the cell's key compares with it (-1, 0
-// or 1), or kUnreadable. Sets `*index` to that cell's index and `*equal`
-// to whether its key is the one sought; false when a key is unreadable.
+// Binary search of `page` for the key sought, by `order(cell)`: how the
+// cell's key compares with it (-1, 0 or 1), or kUnreadable. Sets `*equal`
+// and `*index` to the cell holding that key, or `*index` to the first cell
+// whose key is greater; false when a key is unreadable. The cells probed
+// are the library's - it halves the range [low, high] rounding down and
+// stops at the first equal key - so that cells a damaged file keeps out
+// of order hide the same keys from it and from us.
 template <typename Order>
 bool FindCell(const BtreePage& page, const Order& order, size_t* index, bool* equal) {
-  size_t low = 0, high = page.cells.size();
-  int last = 1;  // how the cell at `high` compares
+  size_t low = 0, high = page.cells.size();  // cells [low, high) not yet ruled out
   while (low < high) {
-    const size_t middle = low + (high - low) / 2;
+    const size_t middle = low + (high - low - 1) / 2;
     const int c = order(page.cells[middle]);
     if (c == kUnreadable) {
       return false;
+    }
+    if (c == 0) {
+      *index = middle;
+      *equal = true;
+      return true;
     }
     if (c < 0) {
       low = middle + 1;
     } else {
       high = middle;
-      last = c;
     }
   }
   *index = low;
-  *equal = last == 0 && low < page.cells.size();
+  *equal = false;
   return true;
 }
 
@@ -136,7 +142,9 @@ Status BtreeCursor::Descend(std::string_view key, bool damage_is_absence, bool* 
     }
     const BtreePage* page;
     if (Status status = pager_->GetBtreePage(number, is_root, &page); !status.ok()) {
-      return damaged(std::move(status));
+      // The library checks the root as it opens the cursor, before any
+      // lookup, so a damaged root fails the statement.
+      return is_root ? Fail(std::move(status)) : damaged(std::move(status));
     }
     Frame& frame = stack_[depth_++];
     frame.page = page;

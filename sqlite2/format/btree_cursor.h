@@ -60,11 +60,11 @@ class BtreeCursor {
   Status SeekAtLeast(std::string_view key);
   // The lookup of one entry: an entry whose key equals `key` is moved onto
   // at once, as Next() would, and `*found` says whether there is one. As
-  // in the library's lookups, a page on the way down that cannot be used
+  // in the library's lookups, a page below the root that cannot be used
   // (damaged, missing or empty) or a key that cannot be read means there
-  // is none, not an error; the cursor then yields nothing more. Only a
-  // descent deeper than kMaxDepth, a loop on which the library never
-  // returns, fails.
+  // is none, not an error; the cursor then yields nothing more. A damaged
+  // root fails, and so does a descent deeper than kMaxDepth, a loop on
+  // which the library never returns.
   Status SeekAtLeast(std::string_view key, bool* found);
   // Moves to the next entry; `*has_entry` is false at the end.
   Status Next(bool* has_entry);
