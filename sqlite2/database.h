@@ -11,11 +11,12 @@
 // the statement starts: the outermost statement takes the shared file lock
 // a 2.8 reader takes (see snapshot.h), re-reads page 1, reloads the schema
 // when its cookie has moved, and lets go of the lock and every cached page
-// when it ends - but for the damaged pages the library goes on using
-// (half_checked_pages.h). A statement run from inside another's row handler shares
-// that snapshot, so nested reads never disturb the outer one. Statements
-// are prepared once per shape (statement_shape.h) and schema, so running
-// the same lookup with other strings costs no parsing or planning.
+// when it ends - all but the damaged pages the library goes on using
+// (half_checked_pages.h). A statement run from inside another's row
+// handler shares that snapshot, so nested reads never disturb the outer
+// one. Statements are prepared once per shape (statement_shape.h) and
+// schema, so running the same lookup with other strings costs no parsing
+// or planning.
 #ifndef SQLITE2_DATABASE_H_
 #define SQLITE2_DATABASE_H_
 

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <ranges>
 
 namespace sqlite2::format {
 namespace {
@@ -66,33 +65,34 @@ Status DecodeOne(const Record& record, size_t column, std::optional<std::string_
   return ValueAt(record, begin, end, out);
 }
 
-// Reads each of `columns` into *place(column), stopping at the first that
-// is corrupt.
-template <size_t kWidth, typename Columns, typename Place>
-Status DecodeEachWide(const Record& record, const Columns& columns, const Place& place) {
-  for (size_t column : columns) {
-    if (Status status = DecodeOne<kWidth>(record, column, place(column)); !status.ok()) {
+// Reads the `count` columns column(0) to column(count - 1), each into
+// *place(column), stopping at the first that is corrupt.
+template <size_t kWidth, typename Column, typename Place>
+Status DecodeEachWide(const Record& record, size_t count, const Column& column,
+                      const Place& place) {
+  for (size_t i = 0; i < count; ++i) {
+    if (Status status = DecodeOne<kWidth>(record, column(i), place(column(i))); !status.ok()) {
       return status;
     }
   }
   return Status::Ok();
 }
 
-template <typename Columns, typename Place>
-Status DecodeEach(const Record& record, const Columns& columns, const Place& place) {
+template <typename Column, typename Place>
+Status DecodeEach(const Record& record, size_t count, const Column& column, const Place& place) {
   if (record.size == 0) {
-    for (size_t column : columns) {
-      *place(column) = std::nullopt;
+    for (size_t i = 0; i < count; ++i) {
+      *place(column(i)) = std::nullopt;
     }
     return Status::Ok();
   }
   switch (RecordOffsetWidth(record.size)) {
     case 1:
-      return DecodeEachWide<1>(record, columns, place);
+      return DecodeEachWide<1>(record, count, column, place);
     case 2:
-      return DecodeEachWide<2>(record, columns, place);
+      return DecodeEachWide<2>(record, count, column, place);
     default:
-      return DecodeEachWide<3>(record, columns, place);
+      return DecodeEachWide<3>(record, count, column, place);
   }
 }
 
@@ -109,18 +109,21 @@ size_t RecordOffsetWidth(size_t record_size) {
 }
 
 Status DecodeColumn(const Record& record, size_t column, std::optional<std::string_view>* out) {
-  const size_t columns[] = {column};
-  return DecodeEach(record, columns, [out](size_t) { return out; });
+  return DecodeEach(
+      record, 1, [column](size_t) { return column; }, [out](size_t) { return out; });
 }
 
 Status DecodeColumns(const Record& record, std::span<const size_t> columns, RecordValues* out) {
-  return DecodeEach(record, columns, [out](size_t column) { return &(*out)[column]; });
+  return DecodeEach(
+      record, columns.size(), [columns](size_t i) { return columns[i]; },
+      [out](size_t column) { return &(*out)[column]; });
 }
 
 Status DecodeRecord(const Record& record, size_t column_count, RecordValues* out) {
   out->resize(column_count);
-  return DecodeEach(record, std::views::iota(size_t{0}, column_count),
-                    [out](size_t column) { return &(*out)[column]; });
+  return DecodeEach(
+      record, column_count, [](size_t i) { return i; },
+      [out](size_t column) { return &(*out)[column]; });
 }
 
 Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* out) {
