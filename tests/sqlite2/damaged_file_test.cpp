@@ -129,6 +129,15 @@ uint32_t PageC(const Image& image) {
   return image.Load32(image.PageAt(PageB(image)));
 }
 
+// Gives row 3's cell other key and data sizes.
+std::function<void(Image&)> Row3Sizes(uint16_t key_size, uint16_t data_size) {
+  return [=](Image& image) {
+    const size_t cell = image.CellOf(3);
+    image.Store16(cell + 4, key_size);
+    image.Store16(cell + 10, data_size);
+  };
+}
+
 TEST(DamagedFile, CellsAndOverflowChainsGiveWhatTheLibraryReads) {
   const std::string kRow7 = "SELECT * FROM fonts WHERE id = '7';";
   const std::string kAll = "SELECT * FROM fonts;";
@@ -189,11 +198,7 @@ TEST(DamagedFile, CellsAndOverflowChainsGiveWhatTheLibraryReads) {
       // bytes; a lookup compares whole keys, and the 5-byte key is greater
       // than row 3's.
       {"key a byte longer, data a byte shorter",
-       [](Image& image) {
-         const size_t cell = image.CellOf(3);
-         image.Store16(cell + 4, 5);
-         image.Store16(cell + 10, 15);
-       },
+       Row3Sizes(5, 15),
        {{kAll, Rows(1, 2) + "rc 11"},
         {kIds, "1; 2; 3; 4; 5; 6; 7; 8; 9; 10; 11; 12; rc 0"},
         {"SELECT * FROM fonts WHERE id = '3';", "rc 0"}}},
@@ -203,11 +208,7 @@ TEST(DamagedFile, CellsAndOverflowChainsGiveWhatTheLibraryReads) {
       // twelve where the library's binary search probes it and turns right
       // away from 1, 2 and 3.
       {"key a byte shorter, data a byte longer",
-       [](Image& image) {
-         const size_t cell = image.CellOf(3);
-         image.Store16(cell + 4, 3);
-         image.Store16(cell + 10, 17);
-       },
+       Row3Sizes(3, 17),
        {{kAll, Rows(1, 2) + "rc 11"},
         {kIds, "1; 2; 0; 4; 5; 6; 7; 8; 9; 10; 11; 12; rc 0"},
         {"SELECT id FROM fonts WHERE id = '1';", "rc 0"},
