@@ -271,14 +271,19 @@ void Query::LoadRow(int32_t rowid, format::Record record) {
       std::to_chars(std::begin(rowid_digits_), std::end(rowid_digits_), rowid).ptr - rowid_digits_);
 }
 
-std::optional<std::string_view> Query::Value(const Operand& operand) {
+std::optional<std::string_view> Query::TestedValue(const Operand& operand) {
+  if (operand.source != Operand::Source::kColumn)
+    return Value(operand);
+  std::optional<std::string_view> value;
+  if (Status status = format::DecodeColumn(record_, operand.column, &value); !status.ok())
+    column_error_ = std::move(status);
+  return value;
+}
+
+std::optional<std::string_view> Query::Value(const Operand& operand) const {
   switch (operand.source) {
-    case Operand::Source::kColumn: {
-      std::optional<std::string_view> value;
-      if (Status status = format::DecodeColumn(record_, operand.column, &value); !status.ok())
-        column_error_ = std::move(status);
-      return value;
-    }
+    case Operand::Source::kColumn:
+      return values_[operand.column];
     case Operand::Source::kRowid:
       return std::string_view(rowid_digits_, rowid_length_);
     case Operand::Source::kLiteral:
@@ -290,11 +295,12 @@ std::optional<std::string_view> Query::Value(const Operand& operand) {
 std::optional<bool> Query::Evaluate(const Condition& c) {
   switch (c.kind) {
     case ExprKind::kCompare:
-      return sql::Compare(c.op, Value(c.left), Value(c.right), !(c.left.text && c.right.text));
+      return sql::Compare(c.op, TestedValue(c.left), TestedValue(c.right),
+                          !(c.left.text && c.right.text));
     case ExprKind::kIsNull:
-      return !Value(c.left).has_value();
+      return !TestedValue(c.left).has_value();
     case ExprKind::kNotNull:
-      return Value(c.left).has_value();
+      return TestedValue(c.left).has_value();
     case ExprKind::kNot: {
       const std::optional<bool> a = Evaluate(*c.first);
       return a ? std::optional<bool>(!*a) : std::nullopt;

@@ -73,8 +73,11 @@ class Query {
   // are read only when asked for, as the library reads them: a WHERE term
   // reads its own columns, and only a row that passes has the rest read.
   void LoadRow(int32_t rowid, format::Record record);
-  // A failure to read a column is kept in column_error_.
-  std::optional<std::string_view> Value(const Operand& operand);
+  // The value of a result: its column once the results' columns are read.
+  std::optional<std::string_view> Value(const Operand& operand) const;
+  // The value a WHERE term tests, its column read for it; a failure to read
+  // is kept in column_error_.
+  std::optional<std::string_view> TestedValue(const Operand& operand);
   std::optional<bool> Evaluate(const Condition& condition);
 
   const PreparedSelect* statement_ = nullptr;
