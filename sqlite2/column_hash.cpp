@@ -27,22 +27,24 @@ constexpr uint64_t kNumberTag = 0x9e3779b97f4a7c15u;
 std::unique_ptr<ColumnHash> ColumnHash::Build(format::Pager* pager, const TableInfo& table,
                                               size_t column, bool numeric) {
   std::unique_ptr<ColumnHash> hash(new ColumnHash(numeric));
+  const uint64_t check_failures = pager->check_failures();
   format::TableCursor rows(pager, table.root);
-  format::RecordValues values;
+  // The library's scan reads only the column it tests from each row.
+  std::optional<std::string_view> value;
   for (uint32_t order = 0;; ++order) {
     bool has_row = false;
     Status status = rows.Next(&has_row);
     if (status.ok() && has_row) {
-      status = format::DecodeRecord(rows.record(), table.columns.size(), &values);
+      status = format::DecodeColumn(rows.record(), column, &value);
     }
     if (!status.ok()) {
       hash->error_ = std::move(status);
+      hash->ended_on_new_damage_ = pager->check_failures() != check_failures;
       break;
     }
     if (!has_row) {
       break;
     }
-    const std::optional<std::string_view>& value = values[column];
     if (!value) {
       continue;  // NULL equals nothing
     }
@@ -122,7 +124,7 @@ bool ColumnHash::Find(std::string_view literal, std::vector<Position>* rows) con
 const ColumnHash& ColumnHashes::Get(format::Pager* pager, const TableInfo& table, size_t column,
                                     bool numeric) {
   std::unique_ptr<ColumnHash>& hash = hashes_[{&table, column, numeric}];
-  if (hash == nullptr) {
+  if (hash == nullptr || hash->ended_on_new_damage()) {
     hash = ColumnHash::Build(pager, table, column, numeric);
   }
   return *hash;

@@ -50,6 +50,10 @@ class ColumnHash {
   bool Find(std::string_view literal, std::vector<Position>* rows) const;
   // Nonzero when the table could not be read to its end.
   const Status& error() const { return error_; }
+  // Whether the scan ended on a page that failed its check for the first
+  // time: the library's next scan takes that page as it is and reads on,
+  // so the hash must be built again.
+  bool ended_on_new_damage() const { return ended_on_new_damage_; }
 
  private:
   struct Entry {
@@ -76,13 +80,14 @@ class ColumnHash {
   int bucket_shift_ = 0;          // a hash's top bits are hash >> bucket_shift_
   std::vector<Entry> wildcards_;  // values equal to every number, by order
   Status error_;
+  bool ended_on_new_damage_ = false;
 };
 
 // The hashes built under one shared lock.
 class ColumnHashes {
  public:
   // The hash of `column` of `table` for an equality that is numeric or not,
-  // built on first use.
+  // built on first use, and again when the last build ended on new damage.
   const ColumnHash& Get(format::Pager* pager, const TableInfo& table, size_t column, bool numeric);
 
  private:

@@ -50,7 +50,7 @@ class Database::StatementScope {
   }
   ~StatementScope() {
     if (--db_->running_statements_ == 0)
-      db_->snapshot_.reset();
+      db_->EndSnapshot();
   }
   StatementScope(const StatementScope&) = delete;
   StatementScope& operator=(const StatementScope&) = delete;
@@ -77,10 +77,11 @@ Status Database::Open(const std::string& path, std::unique_ptr<Database>* out) {
     db->source_ = std::move(file);
   }
   db->snapshot_source_.pages = db->source_.get();
+  db->snapshot_source_.half_checked = &db->half_checked_;
   // No waiting here: a busy file defers the schema to the first statement,
   // which waits anyway.
   Status status = db->BeginSnapshot(std::chrono::milliseconds(0));
-  db->snapshot_.reset();
+  db->EndSnapshot();
   if (!status.ok() && status.rc != SQLITE_BUSY)
     return status;
   *out = std::move(db);
@@ -100,6 +101,11 @@ Status Database::BeginSnapshot(std::chrono::milliseconds busy_wait) {
     status = format::RequireUpgradedFormat(pager.header());
   schema_loaded_ = status.ok();
   return status;
+}
+
+void Database::EndSnapshot() {
+  snapshot_.reset();
+  half_checked_.EndStatement();
 }
 
 Status Database::Execute(std::string_view sql, const RowHandler& on_row) {

@@ -11,10 +11,12 @@
 // the statement starts: the outermost statement takes the shared file lock
 // a 2.8 reader takes (see snapshot.h), re-reads page 1, reloads the schema
 // when its cookie has moved, and lets go of the lock and every cached page
-// when it ends. A statement run from inside another's row handler shares
-// that snapshot, so nested reads never disturb the outer one. Statements
-// are prepared once per shape (statement_shape.h) and schema, so running
-// the same lookup with other strings costs no parsing or planning.
+// when it ends - all but the damaged pages the library goes on using
+// (half_checked_pages.h). A statement run from inside another's row
+// handler shares that snapshot, so nested reads never disturb the outer
+// one. Statements are prepared once per shape (statement_shape.h) and
+// schema, so running the same lookup with other strings costs no parsing
+// or planning.
 #ifndef SQLITE2_DATABASE_H_
 #define SQLITE2_DATABASE_H_
 
@@ -26,6 +28,7 @@
 #include <string_view>
 #include <vector>
 
+#include "sqlite2/format/half_checked_pages.h"
 #include "sqlite2/format/page_source.h"
 #include "sqlite2/format/pager.h"
 #include "sqlite2/prepared_select.h"
@@ -85,9 +88,12 @@ class Database {
   // Takes the snapshot an outermost statement reads and brings the schema
   // up to date in it.
   Status BeginSnapshot(std::chrono::milliseconds busy_wait);
+  // Lets go of it when the outermost statement ends.
+  void EndSnapshot();
 
   std::unique_ptr<format::PageSource> source_;
   SnapshotSource snapshot_source_;
+  format::HalfCheckedPages half_checked_;
   std::unique_ptr<Snapshot> snapshot_;  // while a statement runs
   Schema schema_;
   bool schema_loaded_ = false;

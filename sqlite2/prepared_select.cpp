@@ -95,6 +95,10 @@ Status PreparedSelect::Bind(const Schema& schema, const sql::SelectStatement& st
     if (Status status = BindResultColumn(column); !status.ok())
       return status;
   }
+  for (const Operand& operand : results_) {
+    if (operand.source == Operand::Source::kColumn)
+      result_columns_.push_back(operand.column);
+  }
   std::unique_ptr<Condition> where;
   if (statement.where) {
     if (Status status = BindCondition(*statement.where, &where); !status.ok())

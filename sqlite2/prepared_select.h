@@ -111,6 +111,8 @@ class PreparedSelect {
   // literal); nullopt for a column declared without one.
   const std::vector<std::optional<std::string>>& column_types() const { return types_; }
   const std::vector<Operand>& results() const { return results_; }
+  // The table columns the results read, in the order they read them.
+  const std::vector<size_t>& result_columns() const { return result_columns_; }
   const std::vector<std::unique_ptr<Condition>>& filters() const { return filters_; }
   const Plan& plan() const { return plan_; }
 
@@ -140,6 +142,7 @@ class PreparedSelect {
   std::vector<std::string> names_;
   std::vector<std::optional<std::string>> types_;
   std::vector<Operand> results_;
+  std::vector<size_t> result_columns_;
   std::vector<std::unique_ptr<Condition>> filters_;
   Plan plan_;
   std::vector<Literal> literals_;

@@ -45,6 +45,8 @@ void Query::Start(const PreparedSelect& statement, std::span<const LiteralValue>
                   format::Pager* pager, ColumnHashes* hashes) {
   statement_ = &statement;
   table_ = statement.table();
+  if (table_ != nullptr && values_.size() < table_->columns.size())
+    values_.resize(table_->columns.size());
   literals_ = literals;
   pager_ = pager;
   hashes_ = hashes;
@@ -70,6 +72,7 @@ void Query::Finish() {
   started_ = false;
   finished_ = false;
   error_ = Status::Ok();
+  column_error_ = Status::Ok();
 }
 
 void Query::ChooseAccess() {
@@ -122,13 +125,15 @@ Status Query::Step(bool* has_row) {
   *has_row = false;
   if (!error_.ok())
     return error_;
+  const auto fail = [this](Status status) {
+    error_ = std::move(status);
+    finished_ = true;
+    return error_;
+  };
   while (!finished_) {
     bool loaded = false;
-    if (Status status = Advance(&loaded); !status.ok()) {
-      error_ = status;
-      finished_ = true;
-      return status;
-    }
+    if (Status status = Advance(&loaded); !status.ok())
+      return fail(std::move(status));
     if (!loaded) {
       finished_ = true;
       break;
@@ -136,8 +141,13 @@ Status Query::Step(bool* has_row) {
     const auto& filters = statement_->filters();
     const bool passes = std::all_of(filters.begin(), filters.end(),
                                     [this](const auto& term) { return Evaluate(*term) == true; });
+    if (!column_error_.ok())
+      return fail(column_error_);
     if (!passes)
       continue;
+    if (Status status = format::DecodeColumns(record_, statement_->result_columns(), &values_);
+        !status.ok())
+      return fail(std::move(status));
     const std::vector<Operand>& results = statement_->results();
     row_.resize(results.size());
     for (size_t i = 0; i < results.size(); ++i) {
@@ -174,7 +184,8 @@ Status Query::Advance(bool* loaded) {
   if (access_ == Access::kScan) {
     if (Status status = rows_->Next(loaded); !status.ok() || !*loaded)
       return status;
-    return LoadRow(rows_->rowid(), rows_->record());
+    LoadRow(rows_->rowid(), rows_->record());
+    return Status::Ok();
   }
   if (access_ == Access::kHash)
     return AdvanceHash(first, loaded);
@@ -183,7 +194,8 @@ Status Query::Advance(bool* loaded) {
       return Status::Ok();
     if (Status status = rows_->SeekRowid(rowid_, loaded); !status.ok() || !*loaded)
       return status;
-    return LoadRow(rows_->rowid(), rows_->record());
+    LoadRow(rows_->rowid(), rows_->record());
+    return Status::Ok();
   }
   return AdvanceIndex(loaded);
 }
@@ -202,8 +214,9 @@ Status Query::AdvanceIndex(bool* loaded) {
     bool has_entry = false;
     if (Status status = index_->Next(&has_entry); !status.ok() || !has_entry)
       return status;
+    // The rowid is the key's last bytes, which a broken chain leaves out.
     const std::string_view key = index_->key();
-    if (key.size() < format::kRowidKeySize)
+    if (key.size() < format::kRowidKeySize || key.size() != index_->cell().key_size)
       return index_->FailCorrupt();
     const std::string_view fields = key.substr(0, key.size() - format::kRowidKeySize);
     if (lower_ && !plan.lower->inclusive && StartsWith(fields, *lower_))
@@ -226,7 +239,8 @@ Status Query::AdvanceIndex(bool* loaded) {
     if (!found)
       return Status::Corrupt();
     *loaded = true;
-    return LoadRow(rowid, rows_->record());
+    LoadRow(rowid, rows_->record());
+    return Status::Ok();
   }
 }
 
@@ -247,15 +261,23 @@ Status Query::AdvanceHash(bool first, bool* loaded) {
   if (Status status = rows_->MoveTo(candidates_[next_candidate_++]); !status.ok())
     return status;
   *loaded = true;
-  return LoadRow(rows_->rowid(), rows_->record());
+  LoadRow(rows_->rowid(), rows_->record());
+  return Status::Ok();
 }
 
-Status Query::LoadRow(int32_t rowid, std::string_view record) {
-  if (Status status = format::DecodeRecord(record, table_->columns.size(), &values_); !status.ok())
-    return status;
+void Query::LoadRow(int32_t rowid, format::Record record) {
+  record_ = record;
   rowid_length_ = static_cast<size_t>(
       std::to_chars(std::begin(rowid_digits_), std::end(rowid_digits_), rowid).ptr - rowid_digits_);
-  return Status::Ok();
+}
+
+std::optional<std::string_view> Query::TestedValue(const Operand& operand) {
+  if (operand.source != Operand::Source::kColumn)
+    return Value(operand);
+  std::optional<std::string_view> value;
+  if (Status status = format::DecodeColumn(record_, operand.column, &value); !status.ok())
+    column_error_ = std::move(status);
+  return value;
 }
 
 std::optional<std::string_view> Query::Value(const Operand& operand) const {
@@ -270,14 +292,15 @@ std::optional<std::string_view> Query::Value(const Operand& operand) const {
   return literals_[operand.slot];
 }
 
-std::optional<bool> Query::Evaluate(const Condition& c) const {
+std::optional<bool> Query::Evaluate(const Condition& c) {
   switch (c.kind) {
     case ExprKind::kCompare:
-      return sql::Compare(c.op, Value(c.left), Value(c.right), !(c.left.text && c.right.text));
+      return sql::Compare(c.op, TestedValue(c.left), TestedValue(c.right),
+                          !(c.left.text && c.right.text));
     case ExprKind::kIsNull:
-      return !Value(c.left).has_value();
+      return !TestedValue(c.left).has_value();
     case ExprKind::kNotNull:
-      return Value(c.left).has_value();
+      return TestedValue(c.left).has_value();
     case ExprKind::kNot: {
       const std::optional<bool> a = Evaluate(*c.first);
       return a ? std::optional<bool>(!*a) : std::nullopt;
@@ -289,8 +312,8 @@ std::optional<bool> Query::Evaluate(const Condition& c) const {
   // anything else involving an unknown stays unknown.
   const bool is_and = c.kind == ExprKind::kAnd;
   const std::optional<bool> a = Evaluate(*c.first);
-  if (a == !is_and)
-    return !is_and;
+  if (a == !is_and || !column_error_.ok())
+    return a;
   const std::optional<bool> b = Evaluate(*c.second);
   if (b == !is_and)
     return !is_and;

@@ -69,9 +69,16 @@ class Query {
   Status Advance(bool* loaded);
   Status AdvanceIndex(bool* loaded);
   Status AdvanceHash(bool first, bool* loaded);
-  Status LoadRow(int32_t rowid, std::string_view record);
+  // Makes the row with `rowid` and `record` the current one. Its columns
+  // are read only when asked for, as the library reads them: a WHERE term
+  // reads its own columns, and only a row that passes has the rest read.
+  void LoadRow(int32_t rowid, format::Record record);
+  // The value of a result: its column once the results' columns are read.
   std::optional<std::string_view> Value(const Operand& operand) const;
-  std::optional<bool> Evaluate(const Condition& condition) const;
+  // The value a WHERE term tests, its column read for it; a failure to read
+  // is kept in column_error_.
+  std::optional<std::string_view> TestedValue(const Operand& operand);
+  std::optional<bool> Evaluate(const Condition& condition);
 
   const PreparedSelect* statement_ = nullptr;
   const TableInfo* table_ = nullptr;
@@ -94,7 +101,9 @@ class Query {
   bool finished_ = false;
   Status error_;
 
-  format::RecordValues values_;  // the current table row, one per column
+  format::Record record_;        // the current table row
+  format::RecordValues values_;  // its columns that the results read
+  Status column_error_;          // from a WHERE term that could not read its column
   char rowid_digits_[12] = {};   // the current rowid in decimal, "-2147483648" at most
   size_t rowid_length_ = 0;
   RowValues row_;

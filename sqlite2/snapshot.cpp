@@ -22,7 +22,7 @@ Status Snapshot::Take(const SnapshotSource& source, std::chrono::milliseconds bu
       pages = snapshot->journal_.get();
     }
   }
-  snapshot->pager_ = std::make_unique<format::Pager>(pages);
+  snapshot->pager_ = std::make_unique<format::Pager>(pages, source.half_checked);
   if (Status status = snapshot->pager_->Refresh(); !status.ok()) {
     return status;
   }

@@ -16,6 +16,7 @@
 
 #include "sqlite2/column_hash.h"
 #include "sqlite2/format/file_lock.h"
+#include "sqlite2/format/half_checked_pages.h"
 #include "sqlite2/format/journal.h"
 #include "sqlite2/format/page_source.h"
 #include "sqlite2/format/pager.h"
@@ -29,6 +30,8 @@ struct SnapshotSource {
   // The descriptor to lock, or -1 for a database that is no file.
   int fd = -1;
   std::string journal_path;
+  // The connection's pages that failed their check and are used anyway.
+  format::HalfCheckedPages* half_checked = nullptr;
 };
 
 class Snapshot {

@@ -34,29 +34,35 @@ int CompareKey(std::string_view prefix, uint32_t full_size, std::string_view key
   return full_size < key.size() ? -1 : 1;
 }
 
-// Binary search for the first cell of `page` whose key is not below the
-// one sought, by `order(cell)`: how the cell's key compares with it (-1, 0
-// or 1), or kUnreadable. Sets `*index` to that cell's index and `*equal`
-// to whether its key is the one sought; false when a key is unreadable.
+// Binary search of `page` for the key sought, by `order(cell)`: how the
+// cell's key compares with it (-1, 0 or 1), or kUnreadable. Sets `*equal`
+// and `*index` to the cell holding that key, or `*index` to the first cell
+// whose key is greater; false when a key is unreadable. The cells probed
+// are the library's - it halves the range [low, high] rounding down and
+// stops at the first equal key - so that cells a damaged file keeps out
+// of order hide the same keys from it and from us.
 template <typename Order>
 bool FindCell(const BtreePage& page, const Order& order, size_t* index, bool* equal) {
-  size_t low = 0, high = page.cells.size();
-  int last = 1;  // how the cell at `high` compares
+  size_t low = 0, high = page.cells.size();  // cells [low, high) not yet ruled out
   while (low < high) {
-    const size_t middle = low + (high - low) / 2;
+    const size_t middle = low + (high - low - 1) / 2;
     const int c = order(page.cells[middle]);
     if (c == kUnreadable) {
       return false;
+    }
+    if (c == 0) {
+      *index = middle;
+      *equal = true;
+      return true;
     }
     if (c < 0) {
       low = middle + 1;
     } else {
       high = middle;
-      last = c;
     }
   }
   *index = low;
-  *equal = last == 0 && low < page.cells.size();
+  *equal = false;
   return true;
 }
 
@@ -97,11 +103,11 @@ Status BtreeCursor::Push(PageNumber number, bool is_root) {
 
 Status BtreeCursor::SeekAtLeast(std::string_view key) {
   bool equal;
-  return Descend(key, &equal);
+  return Descend(key, /*damage_is_absence=*/false, &equal);
 }
 
 Status BtreeCursor::SeekAtLeast(std::string_view key, bool* found) {
-  Status status = Descend(key, found);
+  Status status = Descend(key, /*damage_is_absence=*/true, found);
   if (!status.ok() || !*found) {
     return status;
   }
@@ -109,10 +115,17 @@ Status BtreeCursor::SeekAtLeast(std::string_view key, bool* found) {
   return Next(found);
 }
 
-Status BtreeCursor::Descend(std::string_view key, bool* equal) {
+Status BtreeCursor::Descend(std::string_view key, bool damage_is_absence, bool* equal) {
   *equal = false;
   Rewind();
   started_ = true;
+  const auto damaged = [&](Status status) {
+    if (!damage_is_absence) {
+      return Fail(std::move(status));
+    }
+    depth_ = 0;
+    return Status::Ok();
+  };
   // A 4-byte key, the rowid of every table lookup, compares as a number
   // with each cell's key head (btree_page.h), so that the search reads the
   // decoded cells only, never the page.
@@ -129,7 +142,9 @@ Status BtreeCursor::Descend(std::string_view key, bool* equal) {
     }
     const BtreePage* page;
     if (Status status = pager_->GetBtreePage(number, is_root, &page); !status.ok()) {
-      return Fail(std::move(status));
+      // The library checks the root as it opens the cursor, before any
+      // lookup, so a damaged root fails the statement.
+      return is_root ? Fail(std::move(status)) : damaged(std::move(status));
     }
     Frame& frame = stack_[depth_++];
     frame.page = page;
@@ -151,7 +166,7 @@ Status BtreeCursor::Descend(std::string_view key, bool* equal) {
       Status status;
       const auto order = [&](const Cell& cell) { return OrderKey(*page, cell, key, &status); };
       if (!FindCell(*page, order, &frame.index, equal)) {
-        return Fail(std::move(status));
+        return damaged(std::move(status));
       }
     }
     if (*equal) {
@@ -173,7 +188,13 @@ int BtreeCursor::OrderKey(const BtreePage& page, const Cell& cell, std::string_v
   std::string_view prefix(reinterpret_cast<const char*>(page.local_payload(cell)), size);
   if (size > cell.local_payload_size()) {
     payload_.clear();
-    if (Status status = ReadPayloadPrefix(page, cell, size, &payload_); !status.ok()) {
+    Status status = ReadPayload(*pager_, page, cell, size, &overflow_allowance_, &payload_);
+    // The library's comparison fails where a chain ends before the bytes
+    // compared.
+    if (status.ok() && payload_.size() < size) {
+      status = Status::Corrupt();
+    }
+    if (!status.ok()) {
       *error = std::move(status);
       return kUnreadable;
     }
@@ -233,29 +254,22 @@ Status BtreeCursor::MoveTo(Position position) {
   return status.ok() ? status : Fail(std::move(status));
 }
 
-Status BtreeCursor::ReadPayloadPrefix(const BtreePage& page, const Cell& cell, uint32_t size,
-                                      std::string* out) {
-  overflow_pages_read_ += OverflowPageCount(size);
-  if (overflow_pages_read_ > OverflowBudget(pager_->page_count())) {
-    return Status::Corrupt();
-  }
-  return ReadPayload(*pager_, page, cell, 0, size, out);
-}
-
 Status BtreeCursor::LoadEntry(const BtreePage& page, const Cell& cell) {
+  cell_ = &cell;
   std::string_view payload;
   if (cell.payload_size() <= kMaxLocalPayload) {
     payload = {reinterpret_cast<const char*>(page.local_payload(cell)), cell.payload_size()};
   } else {
     payload_.clear();
-    Status status = ReadPayloadPrefix(page, cell, cell.payload_size(), &payload_);
+    Status status =
+        ReadPayload(*pager_, page, cell, cell.payload_size(), &overflow_allowance_, &payload_);
     if (!status.ok()) {
       return status;
     }
     payload = payload_;
   }
-  key_ = payload.substr(0, cell.key_size);
-  data_ = payload.substr(cell.key_size);
+  key_ = payload.substr(0, std::min<size_t>(cell.key_size, payload.size()));
+  data_ = payload.substr(key_.size());
   return Status::Ok();
 }
 

@@ -8,10 +8,14 @@
 // deeper than kMaxDepth are corrupt. So is reading more overflow pages than
 // OverflowBudget() allows: in a sound file every overflow page belongs to one
 // cell, so a cursor reads each about once, while a hostile file can make
-// thousands of cells share one long chain and a scan copy far more than
-// the file holds. Entries yielded before the damaged spot
-// stay yielded: the error comes from the Next() call that reaches it, and
-// every later call repeats it.
+// thousands of cells share one long chain, or a looping chain stand for
+// megabytes, and a scan copy far more than the file holds. Entries yielded
+// before the damaged spot stay yielded: the error comes from the Next()
+// call that reaches it, and every later call repeats it.
+//
+// An entry's key and data are read as the library reads them (payload.h):
+// a broken overflow chain is no error, it just holds fewer bytes than the
+// cell claims.
 //
 // Keys compare as unsigned bytes over the shorter length, the shorter key
 // being smaller when that prefix is equal.
@@ -38,9 +42,10 @@ class BtreeCursor {
   // twice (a rewound scan), and room for the key comparisons of seeks.
   static uint64_t OverflowBudget(uint32_t page_count) { return 2 * uint64_t{page_count} + 1024; }
 
-  // `pager` must outlive the cursor (see pager.h). The cursor starts before
-  // the first entry.
-  BtreeCursor(Pager* pager, PageNumber root) : pager_(pager), root_(root) {}
+  // `pager`, refreshed already, must outlive the cursor (see pager.h). The
+  // cursor starts before the first entry.
+  BtreeCursor(Pager* pager, PageNumber root)
+      : pager_(pager), root_(root), overflow_allowance_(OverflowBudget(pager->page_count())) {}
 
   // Where an entry is: a cell of a page the pager keeps, so valid for as
   // long as the pager.
@@ -53,8 +58,13 @@ class BtreeCursor {
   void Rewind();
   // Positions before the first entry whose key is >= `key`.
   Status SeekAtLeast(std::string_view key);
-  // The same, except that an entry whose key equals `key` is moved onto at
-  // once, as Next() would, and `*found` says whether there is one.
+  // The lookup of one entry: an entry whose key equals `key` is moved onto
+  // at once, as Next() would, and `*found` says whether there is one. As
+  // in the library's lookups, a page below the root that cannot be used
+  // (damaged, missing or empty) or a key that cannot be read means there
+  // is none, not an error; the cursor then yields nothing more. A damaged
+  // root fails, and so does a descent deeper than kMaxDepth, a loop on
+  // which the library never returns.
   Status SeekAtLeast(std::string_view key, bool* found);
   // Moves to the next entry; `*has_entry` is false at the end.
   Status Next(bool* has_entry);
@@ -71,7 +81,11 @@ class BtreeCursor {
   // shape): the cursor fails from now on as if a page were damaged.
   Status FailCorrupt() { return Fail(Status::Corrupt()); }
 
-  // The current entry; valid until the next call that moves the cursor.
+  // The current entry's cell, and its key and data as far as the cell and
+  // its overflow chain hold them: all of key_size and data_size bytes
+  // unless the chain is broken. Valid until the next call that moves the
+  // cursor.
+  const Cell& cell() const { return *cell_; }
   std::string_view key() const { return key_; }
   std::string_view data() const { return data_; }
 
@@ -86,7 +100,9 @@ class BtreeCursor {
   Status Fail(Status status);
   // Positions before the first entry whose key is >= `key`, stopping at
   // the first page that holds `key` itself, where `*equal` is then set.
-  Status Descend(std::string_view key, bool* equal);
+  // With `damage_is_absence`, a page or key that cannot be read ends the
+  // descent there with `*equal` false rather than failing.
+  Status Descend(std::string_view key, bool damage_is_absence, bool* equal);
   // Loads, checks and enters page `number` in a walk; entering it again in
   // the same walk is corrupt.
   Status Push(PageNumber number, bool is_root);
@@ -95,10 +111,6 @@ class BtreeCursor {
   // with the failure in `*error`.
   int OrderKey(const BtreePage& page, const Cell& cell, std::string_view key, Status* error);
   Status LoadEntry(const BtreePage& page, const Cell& cell);
-  // Reads payload bytes [0, size) of the cell into `out` after charging the
-  // overflow pages that takes to the budget.
-  Status ReadPayloadPrefix(const BtreePage& page, const Cell& cell, uint32_t size,
-                           std::string* out);
 
   Pager* pager_;
   PageNumber root_;
@@ -107,12 +119,13 @@ class BtreeCursor {
   PageSet visited_;
   bool started_ = false;
   Status error_;
+  const Cell* cell_ = nullptr;
   std::string_view key_;
   std::string_view data_;
   // Holds key_ and data_ when the payload overflows, and in a seek the key
   // prefix being compared when that overflows.
   std::string payload_;
-  uint64_t overflow_pages_read_ = 0;  // never reset: the budget is per cursor
+  uint64_t overflow_allowance_;  // never topped up: the budget is per cursor
 };
 
 }  // namespace sqlite2::format

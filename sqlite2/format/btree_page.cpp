@@ -35,12 +35,11 @@ uint32_t Cell::size() const {
   return (kCellHeaderSize + payload_size() + 3) & ~3u;
 }
 
-Status BtreePage::DecodeFrom(const Page& bytes, ByteOrder order, bool is_root,
+Status BtreePage::DecodeFrom(const Page& bytes, ByteOrder order,
                              std::span<Cell, kMaxCellsPerPage> room, BtreePage* out) {
   const uint8_t* p = bytes.data();
   out->bytes = &bytes;
   out->right_child = Load32(p, order);
-  out->cells = {};
   const uint16_t first_cell = Load16(p + 4, order);
   const uint16_t first_free = Load16(p + 6, order);
 
@@ -49,16 +48,21 @@ Status BtreePage::DecodeFrom(const Page& bytes, ByteOrder order, bool is_root,
   std::bitset<kPageSize / 4> seen;
   uint32_t cell_bytes = 0;
   size_t count = 0;
+  // Whatever the verdict, the page lists the cells taken so far.
+  const auto verdict = [&](bool sound) {
+    out->cells = room.first(count);
+    return sound ? Status::Ok() : Status::Corrupt();
+  };
   for (uint16_t offset = first_cell; offset != 0;) {
     if (offset < kPageHeaderSize || offset > kLargestCellOffset || offset % 4 != 0 ||
         seen[offset / 4] || count == kMaxCellsPerPage) {
-      return Status::Corrupt();
+      return verdict(false);
     }
     seen[offset / 4] = true;
     uint16_t next;
     Cell cell = DecodeCellHeader(p + offset, offset, order, &next);
     if (offset + cell.size() > kPageSize) {
-      return Status::Corrupt();
+      return verdict(false);
     }
     if (cell.payload_size() > kMaxLocalPayload) {
       cell.overflow = Load32(p + offset + kOverflowPointerOffset, order);
@@ -73,27 +77,19 @@ Status BtreePage::DecodeFrom(const Page& bytes, ByteOrder order, bool is_root,
   uint32_t free_bytes = 0;
   for (uint16_t offset = first_free; offset != 0;) {
     if (offset < kPageHeaderSize || offset > kLargestFreeBlockOffset) {
-      return Status::Corrupt();
+      return verdict(false);
     }
     const uint16_t next = Load16(p + offset + 2, order);
     if (next != 0 && next <= offset) {
-      return Status::Corrupt();
+      return verdict(false);
     }
     free_bytes += Load16(p + offset, order);
     offset = next;
   }
 
-  // A page of zeros (a root past the end of a truncated file) has neither
-  // cells nor free blocks and still counts as an empty page.
-  const bool blank = count == 0 && first_free == 0;
-  if (!blank && cell_bytes + free_bytes != kUsableSize) {
-    return Status::Corrupt();
-  }
-  if (count == 0 && !is_root) {
-    return Status::Corrupt();
-  }
-  out->cells = room.first(count);
-  return Status::Ok();
+  // A page without cells or free space - all zeros, as a root past the end
+  // of a truncated file reads - is an empty page, not a damaged one.
+  return verdict((count == 0 && free_bytes == 0) || cell_bytes + free_bytes == kUsableSize);
 }
 
 }  // namespace sqlite2::format

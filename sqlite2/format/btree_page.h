@@ -80,12 +80,15 @@ struct BtreePage {
     return bytes->data() + cell.offset + kCellHeaderSize;
   }
 
-  // Decodes and validates the page `bytes`, writing its cells to the start
-  // of `room`. A root page without cells is an empty
-  // tree; any other page without cells is corrupt, as is a page whose cell
-  // offsets, cell sizes, free blocks or space accounting are wrong or whose
-  // cell list loops.
-  static Status DecodeFrom(const Page& bytes, ByteOrder order, bool is_root,
+  // Decodes and checks the page `bytes`, writing its cells to the start of
+  // `room`. Corrupt when its cell offsets, cell sizes, free blocks or space
+  // accounting are wrong or its cell list loops; a page without cells or
+  // free space is empty, whether that is allowed where it was found being
+  // the caller's to judge (a root may be empty, a child may not). A
+  // corrupt page still lists the cells taken before the damage showed:
+  // the library goes on using a page it once failed so (see
+  // half_checked_pages.h).
+  static Status DecodeFrom(const Page& bytes, ByteOrder order,
                            std::span<Cell, kMaxCellsPerPage> room, BtreePage* out);
 };
 

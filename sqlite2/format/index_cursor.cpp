@@ -32,7 +32,8 @@ Status IndexCursor::Next(bool* has_entry) {
     *has_entry = false;
     return Status::Ok();
   }
-  if (key.size() < kRowidKeySize) {
+  // The rowid is the key's last bytes, which a broken chain leaves out.
+  if (key.size() < kRowidKeySize || key.size() != cursor_.cell().key_size) {
     *has_entry = false;
     return cursor_.FailCorrupt();
   }

@@ -31,7 +31,11 @@ void EncodeRowidKey(int32_t rowid, char* out) {
 int32_t DecodeRowidKey(const char* key) {
   const auto* p = reinterpret_cast<const uint8_t*>(key);
   const uint32_t v = (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
-  return static_cast<int32_t>(v ^ kSignBit);
+  return DecodeRowidKeyHead(v);
+}
+
+int32_t DecodeRowidKeyHead(uint32_t head) {
+  return static_cast<int32_t>(head ^ kSignBit);
 }
 
 void AppendSortableNumber(double r, std::string* out) {

@@ -32,6 +32,10 @@ std::string EncodeRowidKey(int32_t rowid);
 void EncodeRowidKey(int32_t rowid, char* out);
 // Decodes the first kRowidKeySize bytes at `key`.
 int32_t DecodeRowidKey(const char* key);
+// The rowid of a table key whose first bytes, zero-padded to four, read
+// `head` as a big-endian number. The library takes the rowid from those
+// bytes whatever the key's size.
+int32_t DecodeRowidKeyHead(uint32_t head);
 
 // Appends the sortable text of `value` (without the 'b' and the NUL).
 void AppendSortableNumber(double value, std::string* out);

@@ -91,8 +91,8 @@ Status Pager::LoadBtreePage(PageNumber number, bool is_root, const BtreePage** o
       return status;
     }
     const PageCache::TreeRoom room = cache_.NextTreeRoom();
-    status = BtreePage::DecodeFrom(*bytes, header_.byte_order, is_root, room.cells, room.tree);
-    if (!status.ok()) {
+    status = BtreePage::DecodeFrom(*bytes, header_.byte_order, room.cells, room.tree);
+    if (!status.ok() && !UsesDespiteFailure(number, *bytes, is_root)) {
       return status;
     }
     tree = cache_.KeepTree(number, room);
@@ -103,6 +103,17 @@ Status Pager::LoadBtreePage(PageNumber number, bool is_root, const BtreePage** o
   }
   *out = tree;
   return Status::Ok();
+}
+
+bool Pager::UsesDespiteFailure(PageNumber number, const Page& bytes, bool is_root) {
+  if (half_checked_ != nullptr && half_checked_->Contains(number, bytes)) {
+    return true;
+  }
+  if (half_checked_ != nullptr) {
+    half_checked_->Add(number, bytes, is_root);
+  }
+  ++check_failures_;
+  return false;
 }
 
 }  // namespace sqlite2::format

@@ -13,6 +13,7 @@
 
 #include "sqlite2/format/btree_page.h"
 #include "sqlite2/format/file_header.h"
+#include "sqlite2/format/half_checked_pages.h"
 #include "sqlite2/format/page.h"
 #include "sqlite2/format/page_cache.h"
 #include "sqlite2/format/page_source.h"
@@ -22,8 +23,12 @@ namespace sqlite2::format {
 
 class Pager {
  public:
-  // `source` must outlive the pager.
-  explicit Pager(PageSource* source) : source_(source) {}
+  // `source`, and `half_checked` when given, must outlive the pager. With
+  // `half_checked`, a page that fails its check is noted there and, met
+  // again, taken with the cells it lists, as the library takes it; without
+  // it, such a page fails every time.
+  explicit Pager(PageSource* source, HalfCheckedPages* half_checked = nullptr)
+      : source_(source), half_checked_(half_checked) {}
   Pager(const Pager&) = delete;
   Pager& operator=(const Pager&) = delete;
 
@@ -42,8 +47,9 @@ class Pager {
   // Page `number` decoded and checked as a B-tree page (see
   // BtreePage::DecodeFrom), decoded once: every seek passes through the
   // same few interior pages, and the font reader's lookups come back to
-  // the same leaves. A page that fails to decode is not kept, and fails
-  // again the next time.
+  // the same leaves. A page that fails its check is not kept; met again,
+  // it fails again or, when `half_checked` holds it, passes as it is. A
+  // page without cells passes as a root only.
   Status GetBtreePage(PageNumber number, bool is_root, const BtreePage** out) {
     // The pages of a seek are nearly always decoded already.
     if (number != 0 && number <= page_count_) {
@@ -56,12 +62,21 @@ class Pager {
     return LoadBtreePage(number, is_root, out);
   }
 
+  // How many times a page has failed its check here. A page that the
+  // library then goes on using fails once only.
+  uint64_t check_failures() const { return check_failures_; }
+
  private:
   Status LoadBtreePage(PageNumber number, bool is_root, const BtreePage** out);
+  // Whether page `number`, which failed its check, is taken as it is
+  // (see HalfCheckedPages); notes the failure when it is not.
+  bool UsesDespiteFailure(PageNumber number, const Page& bytes, bool is_root);
   // Reads page `number` (<= page_count_) into its slab.
   Status ReadInto(PageCache::Slab& slab, PageNumber number);
 
   PageSource* source_;
+  HalfCheckedPages* half_checked_;
+  uint64_t check_failures_ = 0;
   uint32_t page_count_ = 0;
   FileHeader header_;
   PageCache cache_;

@@ -1,8 +1,58 @@
 #include "sqlite2/format/payload.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace sqlite2::format {
+namespace {
+
+// Takes one page from the allowance and reads it.
+Status TakePage(Pager& pager, PageNumber number, uint64_t* allowance, const Page** out) {
+  if (*allowance == 0) {
+    return Status::Corrupt();
+  }
+  --*allowance;
+  return pager.GetPage(number, out);
+}
+
+// Appends what an overflow page holds of payload bytes [start, end), its
+// first byte being payload byte `start`.
+void AppendFrom(const Page& overflow, uint32_t start, uint32_t end, std::string* out) {
+  const char* bytes = reinterpret_cast<const char*>(overflow.data()) + 4;
+  out->append(bytes, std::min(end - start, kOverflowPayloadPerPage));
+}
+
+// Appends payload bytes [start, end) from a chain that has come round to
+// page `first` of its loop: the loop's pages, from `first` on, over and
+// over.
+Status AppendLoop(Pager& pager, PageNumber first, uint32_t start, uint32_t end, uint64_t* allowance,
+                  std::string* out) {
+  std::vector<const Page*> loop;
+  PageNumber number = first;
+  do {
+    const Page* overflow;
+    if (Status status = pager.GetPage(number, &overflow); !status.ok()) {
+      return status;
+    }
+    loop.push_back(overflow);
+    number = Load32(overflow->data(), pager.byte_order());
+    // `first` lies on the loop, so this comes back to it within as many
+    // steps as the file has pages.
+  } while (number != first && loop.size() < pager.page_count());
+  const uint64_t pages =
+      (uint64_t{end} - start + kOverflowPayloadPerPage - 1) / kOverflowPayloadPerPage;
+  if (pages > *allowance) {
+    *allowance = 0;
+    return Status::Corrupt();
+  }
+  *allowance -= pages;
+  for (size_t i = 0; start < end; ++i, start += kOverflowPayloadPerPage) {
+    AppendFrom(*loop[i % loop.size()], start, end, out);
+  }
+  return Status::Ok();
+}
+
+}  // namespace
 
 uint32_t OverflowPageCount(uint32_t payload_size) {
   if (payload_size <= kMaxLocalPayload) {
@@ -11,48 +61,33 @@ uint32_t OverflowPageCount(uint32_t payload_size) {
   return (payload_size - kMaxLocalPayload + kOverflowPayloadPerPage - 1) / kOverflowPayloadPerPage;
 }
 
-Status ReadPayload(Pager& pager, const BtreePage& page, const Cell& cell, uint32_t begin,
-                   uint32_t end, std::string* out) {
+Status ReadPayload(Pager& pager, const BtreePage& page, const Cell& cell, uint32_t end,
+                   uint64_t* allowance, std::string* out) {
   const uint32_t local = cell.local_payload_size();
-  if (begin < local) {
-    const char* bytes = reinterpret_cast<const char*>(page.local_payload(cell));
-    out->append(bytes + begin, std::min(end, local) - begin);
-  }
+  out->append(reinterpret_cast<const char*>(page.local_payload(cell)), std::min(end, local));
   if (end <= local) {
     return Status::Ok();
   }
-
-  // Every page of the chain is a distinct page of the file, so a chain
-  // longer than the file is damage; checking this first also keeps the
-  // allocation below bounded by the file's size.
-  const uint32_t chain_length = OverflowPageCount(cell.payload_size());
-  if (chain_length > pager.page_count()) {
-    return Status::Corrupt();
-  }
-  out->reserve(out->size() + (end - std::max(begin, local)));
+  // What the file can hold, not what a damaged size claims.
+  const uint64_t most = (uint64_t{pager.page_count()} + 1) * kOverflowPayloadPerPage;
+  out->reserve(out->size() + std::min<uint64_t>(end - local, most));
 
   PageNumber number = cell.overflow;
   // `start` is the payload offset of the current overflow page's first byte.
-  for (uint32_t start = local; start < end; start += kOverflowPayloadPerPage) {
-    if (number == 0 || number > pager.page_count()) {
-      return Status::Corrupt();
+  uint32_t walked = 0;
+  for (uint32_t start = local; start < end && number != 0;
+       start += kOverflowPayloadPerPage, ++walked) {
+    // Past as many pages as the file has, a page in the file has been
+    // reached before: the chain has come round its loop.
+    if (walked == pager.page_count() && number <= pager.page_count()) {
+      return AppendLoop(pager, number, start, end, allowance, out);
     }
     const Page* overflow;
-    Status status = pager.GetPage(number, &overflow);
-    if (!status.ok()) {
+    if (Status status = TakePage(pager, number, allowance, &overflow); !status.ok()) {
       return status;
     }
-    const uint32_t from = std::max(begin, start);
-    const uint32_t to = std::min(end, start + kOverflowPayloadPerPage);
-    if (from < to) {
-      const char* bytes = reinterpret_cast<const char*>(overflow->data()) + 4;
-      out->append(bytes + (from - start), to - from);
-    }
+    AppendFrom(*overflow, start, end, out);
     number = Load32(overflow->data(), pager.byte_order());
-  }
-  // A chain read to its end must end there.
-  if (end == cell.payload_size() && number != 0) {
-    return Status::Corrupt();
   }
   return Status::Ok();
 }

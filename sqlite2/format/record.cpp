@@ -1,15 +1,20 @@
 #include "sqlite2/format/record.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 namespace sqlite2::format {
 namespace {
 
+// The empty string, as a value that begins where the record's bytes have
+// run out (they read as zero there).
+constexpr char kEmpty[] = "";
+
 // Offsets are little-endian whatever the file's byte order.
 template <size_t kWidth>
-size_t LoadOffset(const uint8_t* p) {
+size_t LoadOffset(const char* at) {
+  const auto* p = reinterpret_cast<const uint8_t*>(at);
   size_t value = 0;
   for (size_t i = 0; i < kWidth; ++i) {
     value |= size_t{p[i]} << (8 * i);
@@ -17,32 +22,82 @@ size_t LoadOffset(const uint8_t* p) {
   return value;
 }
 
+// The same at `at` of the record, where bytes past those held read as zero.
 template <size_t kWidth>
-Status DecodeValues(std::string_view record, size_t column_count, RecordValues* out) {
-  const auto* offsets = reinterpret_cast<const uint8_t*>(record.data());
-  const size_t header_size = (column_count + 1) * kWidth;
-  if (header_size > record.size() || LoadOffset<kWidth>(offsets) != header_size) {
-    return Status::Corrupt();
+size_t LoadHeldOffset(const Record& record, size_t at) {
+  char bytes[kWidth] = {};
+  for (size_t i = 0; i < kWidth && at + i < record.bytes.size(); ++i) {
+    bytes[i] = record.bytes[at + i];
   }
-  size_t begin = header_size;
-  for (size_t i = 0; i < column_count; ++i) {
-    const size_t end = LoadOffset<kWidth>(offsets + (i + 1) * kWidth);
-    if (end < begin || end > record.size()) {
-      return Status::Corrupt();
-    }
-    if (end == begin) {
-      (*out)[i] = std::nullopt;  // SQL NULL
-      continue;
-    }
-    // Values are C strings: they must end with a NUL and stop at the first,
-    // which that NUL keeps inside the value.
-    if (record[end - 1] != '\0') {
-      return Status::Corrupt();
-    }
-    (*out)[i] = std::string_view(record.data() + begin, std::strlen(record.data() + begin));
-    begin = end;
+  return LoadOffset<kWidth>(bytes);
+}
+
+// The value of the bytes [begin, end) of a damaged record as a C string:
+// up to its first NUL, which a byte past those held is. False when there
+// is none.
+bool DamagedValueAt(const Record& record, size_t begin, size_t end,
+                    std::optional<std::string_view>* out) {
+  const size_t held = record.bytes.size();
+  if (begin >= held) {
+    *out = std::string_view(kEmpty, 0);
+    return true;
   }
-  return Status::Ok();
+  const char* value = record.bytes.data() + begin;
+  const size_t stop = end < held ? end : held;
+  const void* nul = std::memchr(value, '\0', stop - begin);
+  if (nul == nullptr && stop == end) {
+    return false;
+  }
+  *out = std::string_view(value,
+                          nul != nullptr ? static_cast<const char*>(nul) - value : stop - begin);
+  return true;
+}
+
+// Reads column `column` into `*out`; false when it is damaged.
+template <size_t kWidth>
+inline bool DecodeOne(const Record& record, size_t column, std::optional<std::string_view>* out) {
+  const size_t at = kWidth * column;
+  if (record.size < at + kWidth) {
+    return false;
+  }
+  const char* bytes = record.bytes.data();
+  const size_t held = record.bytes.size();
+  const bool offsets_held = at + 2 * kWidth <= held;
+  const size_t begin =
+      offsets_held ? LoadOffset<kWidth>(bytes + at) : LoadHeldOffset<kWidth>(record, at);
+  const size_t end = offsets_held ? LoadOffset<kWidth>(bytes + at + kWidth)
+                                  : LoadHeldOffset<kWidth>(record, at + kWidth);
+  if (end < begin || end > record.size) {
+    return false;
+  }
+  if (end == begin) {
+    *out = std::nullopt;  // SQL NULL
+    return true;
+  }
+  // A sound value ends with its NUL; a C string stops at the first.
+  if (end <= held && bytes[end - 1] == '\0') {
+    *out = std::string_view(bytes + begin, std::strlen(bytes + begin));
+    return true;
+  }
+  return DamagedValueAt(record, begin, end, out);
+}
+
+// Calls `decode` with the width of the offsets of a record of `size`
+// bytes, as a constant; a record of no bytes is all NULL.
+template <typename Decode, typename AllNull>
+Status WithWidth(size_t size, const Decode& decode, const AllNull& all_null) {
+  if (size == 0) {
+    all_null();
+    return Status::Ok();
+  }
+  switch (RecordOffsetWidth(size)) {
+    case 1:
+      return decode(std::integral_constant<size_t, 1>());
+    case 2:
+      return decode(std::integral_constant<size_t, 2>());
+    default:
+      return decode(std::integral_constant<size_t, 3>());
+  }
 }
 
 }  // namespace
@@ -57,20 +112,45 @@ size_t RecordOffsetWidth(size_t record_size) {
   return 3;
 }
 
-Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* out) {
+Status DecodeColumn(const Record& record, size_t column, std::optional<std::string_view>* out) {
+  return WithWidth(
+      record.size,
+      [&](auto width) {
+        return DecodeOne<width()>(record, column, out) ? Status::Ok() : Status::Corrupt();
+      },
+      [&] { *out = std::nullopt; });
+}
+
+Status DecodeColumns(const Record& record, std::span<const size_t> columns, RecordValues* out) {
+  return WithWidth(
+      record.size,
+      [&](auto width) {
+        for (size_t column : columns) {
+          if (!DecodeOne<width()>(record, column, &(*out)[column])) {
+            return Status::Corrupt();
+          }
+        }
+        return Status::Ok();
+      },
+      [&] {
+        for (size_t column : columns) {
+          (*out)[column] = std::nullopt;
+        }
+      });
+}
+
+Status DecodeRecord(const Record& record, size_t column_count, RecordValues* out) {
   out->resize(column_count);
-  if (record.empty()) {
-    std::fill(out->begin(), out->end(), std::nullopt);
-    return Status::Ok();
+  for (size_t column = 0; column < column_count; ++column) {
+    if (Status status = DecodeColumn(record, column, &(*out)[column]); !status.ok()) {
+      return status;
+    }
   }
-  switch (RecordOffsetWidth(record.size())) {
-    case 1:
-      return DecodeValues<1>(record, column_count, out);
-    case 2:
-      return DecodeValues<2>(record, column_count, out);
-    default:
-      return DecodeValues<3>(record, column_count, out);
-  }
+  return Status::Ok();
+}
+
+Status DecodeRecord(std::string_view record, size_t column_count, RecordValues* out) {
+  return DecodeRecord(Record{record, record.size()}, column_count, out);
 }
 
 }  // namespace sqlite2::format

@@ -1,5 +1,7 @@
 // Rows of a table B-tree: a 4-byte key holding the rowid (see keys.h) and
-// the row record as data. Any other key size means the file is damaged.
+// the row record as data. A cell whose key size is damaged is read as the
+// library reads it: the rowid from the key's first four bytes, the record
+// from where the claimed key ends.
 #ifndef SQLITE2_FORMAT_TABLE_CURSOR_H_
 #define SQLITE2_FORMAT_TABLE_CURSOR_H_
 
@@ -7,7 +9,9 @@
 #include <string_view>
 
 #include "sqlite2/format/btree_cursor.h"
+#include "sqlite2/format/keys.h"
 #include "sqlite2/format/pager.h"
+#include "sqlite2/format/record.h"
 #include "sqlite2/status.h"
 
 namespace sqlite2::format {
@@ -21,7 +25,8 @@ class TableCursor {
   // the end.
   Status Next(bool* has_row);
   // Moves to the row with `rowid`; `*found` says whether it exists. When it
-  // does, Next() continues with the rows after it.
+  // does, Next() continues with the rows after it. A damaged page on the
+  // way to it means the row is not there (BtreeCursor::SeekAtLeast).
   Status SeekRowid(int32_t rowid, bool* found);
   // Where the row that Next() just yielded is, and back to it, as in
   // BtreeCursor.
@@ -30,11 +35,11 @@ class TableCursor {
 
   // The current row; valid until the cursor moves.
   int32_t rowid() const { return rowid_; }
-  std::string_view record() const { return cursor_.data(); }
+  Record record() const { return {cursor_.data(), cursor_.cell().data_size}; }
 
  private:
   // Takes the rowid from the entry the cursor is on.
-  Status DecodeKey();
+  void DecodeKey() { rowid_ = DecodeRowidKeyHead(cursor_.cell().key_head); }
 
   BtreeCursor cursor_;
   int32_t rowid_ = 0;

@@ -5,14 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "fuzz/read_all.h"
-#include "sqlite2/format/btree_page.h"
-#include "sqlite2/format/keys.h"
 #include "sqlite2/sqlite.h"
 #include "sqlite2/writer/database.h"
 #include "tests/sqlite2/fixture_dump.h"
@@ -72,35 +69,14 @@ TEST(SharedOverflowChain, StopsAScanBeforeItCopiesMuchMoreThanTheFile) {
     ASSERT_TRUE(file.Insert("t", {std::string(300, 'q')}).ok());
   std::vector<uint8_t> image = file.Bytes();
 
-  // Find every table cell whose payload overflows, and row 1's among them.
-  using format::BtreePage;
-  struct Spot {
-    size_t at;  // the cell's offset in the image
-    int32_t rowid;
-  };
-  std::vector<Spot> cells;
-  for (size_t page = 3; page <= image.size() / format::kPageSize; ++page) {
-    format::Page bytes;
-    std::copy_n(image.begin() + static_cast<ptrdiff_t>((page - 1) * format::kPageSize),
-                format::kPageSize, bytes.begin());
-    std::array<format::Cell, format::kMaxCellsPerPage> room;
-    BtreePage decoded;
-    if (!BtreePage::DecodeFrom(bytes, format::ByteOrder::kLittleEndian, false, room, &decoded).ok())
-      continue;  // an overflow page
-    for (const format::Cell& cell : decoded.cells) {
-      if (cell.key_size == 4 && cell.overflow != 0) {
-        const size_t at = (page - 1) * format::kPageSize + cell.offset;
-        cells.push_back(
-            {at, format::DecodeRowidKey(reinterpret_cast<const char*>(&image[at + 12]))});
-      }
-    }
-  }
+  // Every table cell's payload overflows; find row 1's among them.
+  const std::vector<RowCell> cells = RowCells(image);
   ASSERT_EQ(cells.size(), static_cast<size_t>(kRows));
   const size_t first =
-      std::find_if(cells.begin(), cells.end(), [](const Spot& s) { return s.rowid == 1; })->at;
+      std::find_if(cells.begin(), cells.end(), [](const RowCell& c) { return c.rowid == 1; })->at;
   // Each cell takes row 1's sizes, local payload and chain; it keeps its
   // left child, its place in the list and its own rowid.
-  for (const Spot& spot : cells) {
+  for (const RowCell& spot : cells) {
     std::copy_n(image.begin() + static_cast<ptrdiff_t>(first + 4), 2,
                 image.begin() + static_cast<ptrdiff_t>(spot.at + 4));
     std::copy_n(image.begin() + static_cast<ptrdiff_t>(first + 8), 4,

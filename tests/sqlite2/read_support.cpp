@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <fstream>
 #include <iterator>
 #include <utility>
 
+#include "sqlite2/format/btree_page.h"
+#include "sqlite2/format/keys.h"
 #include "sqlite2/writer/database.h"
 
 namespace sqlite2::testing {
@@ -100,6 +104,27 @@ std::vector<std::string> ReadEverything(const std::string& path) {
   std::vector<std::string> lines = ReadEverything(db);
   sqlite_close(db);
   return lines;
+}
+
+std::vector<RowCell> RowCells(const std::vector<uint8_t>& image) {
+  std::vector<RowCell> cells;
+  for (size_t page = 3; page <= image.size() / format::kPageSize; ++page) {
+    format::Page bytes;
+    std::copy_n(image.begin() + static_cast<ptrdiff_t>((page - 1) * format::kPageSize),
+                format::kPageSize, bytes.begin());
+    std::array<format::Cell, format::kMaxCellsPerPage> room;
+    format::BtreePage decoded;
+    if (!format::BtreePage::DecodeFrom(bytes, format::ByteOrder::kLittleEndian, room, &decoded)
+             .ok())
+      continue;  // an overflow page
+    for (const format::Cell& cell : decoded.cells) {
+      if (cell.key_size == format::kRowidKeySize) {
+        const size_t at = (page - 1) * format::kPageSize + cell.offset;
+        cells.push_back({at, format::DecodeRowidKeyHead(cell.key_head), cell.overflow});
+      }
+    }
+  }
+  return cells;
 }
 
 FileWitness::FileWitness(std::string path) : path_(std::move(path)), before_(Look(path_)) {}

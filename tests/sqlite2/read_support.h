@@ -29,6 +29,19 @@ std::vector<std::string> ReadEverything(sqlite* db);
 // The same on a fresh handle of `path`; "open: message" when it fails.
 std::vector<std::string> ReadEverything(const std::string& path);
 
+// Where a table row's cell lies in a little-endian image: its offset in
+// the file, the rowid its key holds and its first overflow page (0 when
+// its payload fits in the cell).
+struct RowCell {
+  size_t at;
+  int32_t rowid;
+  uint32_t overflow;
+};
+// The cells with 4-byte keys on every page after sqlite_master's root that
+// decodes as a B-tree page: the rows of the image's tables, when it has
+// no index.
+std::vector<RowCell> RowCells(const std::vector<uint8_t>& image);
+
 // The bytes and modification time of a file, or that it was missing.
 class FileWitness {
  public:

@@ -63,7 +63,7 @@ Scan ScanTable(const std::string& bytes, PageNumber root) {
       break;
     }
     scan.rowids.push_back(cursor.rowid());
-    EXPECT_EQ(cursor.record(), MakeRecord({std::to_string(cursor.rowid())}));
+    EXPECT_EQ(cursor.record().bytes, MakeRecord({std::to_string(cursor.rowid())}));
   }
   if (!scan.status.ok()) {
     // The error stays.
@@ -101,7 +101,7 @@ TEST(TableCursorTest, SeekRowidFindsRowsOnEveryLevel) {
       bool found = false;
       ASSERT_TRUE(cursor.SeekRowid(kAllRows[i], &found).ok());
       ASSERT_TRUE(found) << kAllRows[i];
-      EXPECT_EQ(cursor.record(), MakeRecord({std::to_string(kAllRows[i])}));
+      EXPECT_EQ(cursor.record().bytes, MakeRecord({std::to_string(kAllRows[i])}));
       // The scan goes on from the row found.
       bool has_row = false;
       ASSERT_TRUE(cursor.Next(&has_row).ok());
@@ -212,11 +212,6 @@ TEST(TableCursorTest, DamageEndsTheScanAfterTheRowsBeforeIt) {
       {"bad free space on the last leaf",
        [](TestImage& image) { image.Store16(4, Load16(image.page(4) + 6, image.order()), 4); },
        {10, 15, 20, 25, 30, 40, 45, 50}},
-      {"table key that is not 4 bytes",
-       [](TestImage& image) {
-         image.WriteBtreePage(6, 0, {{0, std::string("\x80\x00\x00\x19\x00", 5), "x"}});
-       },
-       {10, 15, 20}},
   };
   for (ByteOrder order : kBothOrders) {
     for (const auto& c : kCases) {

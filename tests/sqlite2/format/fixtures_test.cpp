@@ -102,14 +102,14 @@ std::vector<std::string> Tokens(std::string_view line) {
   return tokens;
 }
 
-size_t OwnColumnCount(std::string_view record) {
-  if (record.empty()) {
+size_t OwnColumnCount(const Record& record) {
+  if (record.size == 0) {
     return 0;
   }
-  const size_t width = RecordOffsetWidth(record.size());
+  const size_t width = RecordOffsetWidth(record.size);
   size_t first = 0;
-  for (size_t i = 0; i < width && i < record.size(); ++i) {
-    first |= size_t{static_cast<uint8_t>(record[i])} << (8 * i);
+  for (size_t i = 0; i < width && i < record.bytes.size(); ++i) {
+    first |= size_t{static_cast<uint8_t>(record.bytes[i])} << (8 * i);
   }
   return first / width - 1;
 }
@@ -138,7 +138,7 @@ class FixtureReader : public ::testing::Test {
     TableCursor cursor(pager_.get(), 2);
     bool has_row = true;
     while (status.ok() && (status = cursor.Next(&has_row)).ok() && has_row) {
-      rows->emplace_back().record = cursor.record();
+      rows->emplace_back().record = cursor.record().bytes;
     }
     // Decoded only once `rows` stops growing, since values point into records.
     for (size_t i = 0; status.ok() && i < rows->size(); ++i) {
