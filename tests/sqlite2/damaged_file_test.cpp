@@ -27,8 +27,10 @@ std::string Show(const char* value) {
   std::string shown;
   for (const char* at = value; *at != '\0';) {
     const size_t run = std::strspn(at, std::string(1, *at).c_str());
-    shown += run > 8 ? "<" + std::string(1, *at) + "*" + std::to_string(run) + ">"
-                     : std::string(at, run);
+    if (run > 8)
+      shown.append(1, '<').append(1, *at).append(1, '*').append(std::to_string(run)).append(1, '>');
+    else
+      shown.append(at, run);
     at += run;
   }
   return shown;
