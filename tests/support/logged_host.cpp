@@ -1,4 +1,4 @@
-#include "bench/logged_host.h"
+#include "tests/support/logged_host.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -6,10 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 
-namespace qbfa_bench {
+namespace qbfa_test {
 namespace {
 
 // Long enough for a refresh of 80,000 fonts on a loaded machine.
@@ -25,7 +26,7 @@ LoggedHost::LoggedHost(const std::string& qbfa) {
   pid_ = fork();
   if (pid_ == 0) {
     // Only async-signal-safe calls between fork and exec. The host must not
-    // outlive a benchmark that dies.
+    // outlive the program that started it.
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent)
       _exit(127);
@@ -45,11 +46,20 @@ LoggedHost::LoggedHost(const std::string& qbfa) {
 }
 
 LoggedHost::~LoggedHost() {
+  Stop();
+}
+
+int LoggedHost::Stop() {
+  if (!reader_.joinable())
+    return exit_status_;
   kill(pid_, SIGTERM);
-  while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+  int status = 0;
+  while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
   }
+  exit_status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   // The host's end of the pipe closed with it, so the reader sees the end.
   reader_.join();
+  return exit_status_;
 }
 
 void LoggedHost::ReadLog(int fd) {
@@ -66,7 +76,7 @@ void LoggedHost::ReadLog(int fd) {
     std::lock_guard lock(mutex_);
     size_t start = 0;
     for (size_t end; (end = pending.find('\n', start)) != std::string::npos; start = end + 1)
-      lines_.push_back({lines_.size(), now, pending.substr(start, end - start)});
+      lines_.push_back({forgotten_ + lines_.size(), now, pending.substr(start, end - start)});
     pending.erase(0, start);
     arrived_.notify_all();
   }
@@ -78,26 +88,43 @@ void LoggedHost::ReadLog(int fd) {
 
 size_t LoggedHost::LineCount() const {
   std::lock_guard lock(mutex_);
-  return lines_.size();
+  return forgotten_ + lines_.size();
 }
 
 LoggedHost::Line LoggedHost::Await(std::string_view text, size_t from) const {
   std::unique_lock lock(mutex_);
   const Clock::time_point deadline = Clock::now() + kPatience;
-  for (size_t next = from;;) {
-    for (; next < lines_.size(); ++next) {
-      if (lines_[next].text.find(text) != std::string::npos)
-        return lines_[next];
+  for (size_t next = std::max(from, forgotten_);;) {
+    for (; next < forgotten_ + lines_.size(); ++next) {
+      const Line& line = lines_[next - forgotten_];
+      if (line.text.find(text) != std::string::npos)
+        return line;
     }
     if (ended_ || Clock::now() >= deadline)
       break;
     arrived_.wait_until(lock, deadline);
   }
+  throw std::runtime_error("the host did not log \"" + std::string(text) + "\"" +
+                           (ended_ ? " before it ended" : "") + "; its last lines:\n" + Tail());
+}
+
+std::vector<LoggedHost::Line> LoggedHost::Since(size_t from) const {
+  std::lock_guard lock(mutex_);
+  const size_t skip = std::min(from > forgotten_ ? from - forgotten_ : 0, lines_.size());
+  return std::vector<Line>(lines_.begin() + static_cast<ptrdiff_t>(skip), lines_.end());
+}
+
+void LoggedHost::Forget(size_t index) {
+  std::lock_guard lock(mutex_);
+  for (; forgotten_ < index && !lines_.empty(); ++forgotten_)
+    lines_.pop_front();
+}
+
+std::string LoggedHost::Tail() const {
   std::string tail;
   for (size_t i = lines_.size() > 20 ? lines_.size() - 20 : 0; i < lines_.size(); ++i)
     tail += lines_[i].text + "\n";
-  throw std::runtime_error("the host did not log \"" + std::string(text) + "\"" +
-                           (ended_ ? " before it ended" : "") + "; its last lines:\n" + tail);
+  return tail;
 }
 
-}  // namespace qbfa_bench
+}  // namespace qbfa_test
