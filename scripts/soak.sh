@@ -43,6 +43,7 @@ if ! output=$(cmake -S . -B "$build" "${configuration[@]}" 2>&1 &&
   echo "$output" >&2
   exit 1
 fi
-echo "soak: $seconds s, built in $build, commit $(git rev-parse --short HEAD), $(nproc) cores," \
+changed=$(git status --porcelain --untracked-files=no | grep -q . && echo " with uncommitted changes" || true)
+echo "soak: $seconds s, built in $build from $(git rev-parse --short HEAD)$changed, $(nproc) cores," \
   "load$(uptime | sed 's/.*load average//')"
 "$build/tests/soak/qbfa_soak" --seconds "$seconds"

@@ -1,18 +1,8 @@
 #include "tests/soak/listener_process.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
-
-#include "tests/soak/publication_splitter.h"
 
 namespace qbfa_soak {
 namespace {
@@ -39,66 +29,22 @@ ListenerComplaints ReadComplaints(std::string_view errors) {
 }
 
 ListenerProcess::ListenerProcess(const std::string& qbfa, std::string errors)
-    : errors_(std::move(errors)) {
-  int output[2];
-  if (pipe2(output, O_CLOEXEC) != 0)
-    throw std::runtime_error("cannot create a pipe for the listener's output");
-  const pid_t parent = getpid();
-  pid_ = fork();
-  if (pid_ == 0) {
-    // Only async-signal-safe calls between fork and exec.
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent)
-      _exit(127);
-    const int null = open("/dev/null", O_RDONLY);
-    const int error = open(errors_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (null < 0 || error < 0 || dup2(null, STDIN_FILENO) < 0 ||
-        dup2(output[1], STDOUT_FILENO) < 0 || dup2(error, STDERR_FILENO) < 0) {
-      _exit(127);
-    }
-    execl(qbfa.c_str(), qbfa.c_str(), "sets", "--follow", "--format", "xml",
-          static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  close(output[1]);
-  if (pid_ < 0) {
-    close(output[0]);
-    throw std::runtime_error("cannot fork the listener");
-  }
-  reader_ = std::thread([this, fd = output[0]] { ReadOutput(fd); });
-}
+    : errors_(std::move(errors)),
+      process_(
+          {qbfa, "sets", "--follow", "--format", "xml"}, {STDOUT_FILENO, errors_},
+          [this](std::string_view bytes) { Take(bytes); }, [this] { End(); }) {}
 
-ListenerProcess::~ListenerProcess() {
-  Stop();
-}
-
-void ListenerProcess::Stop() {
-  if (!reader_.joinable())
+void ListenerProcess::Take(std::string_view bytes) {
+  std::vector<std::string> complete = splitter_.Add(bytes);
+  if (complete.empty())
     return;
-  kill(pid_, SIGTERM);
-  while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-  }
-  reader_.join();
+  std::lock_guard lock(mutex_);
+  for (std::string& publication : complete)
+    publications_.push_back(std::move(publication));
+  arrived_.notify_all();
 }
 
-void ListenerProcess::ReadOutput(int fd) {
-  PublicationSplitter splitter;
-  char buffer[1 << 16];
-  for (;;) {
-    const ssize_t got = read(fd, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR)
-      continue;
-    if (got <= 0)
-      break;
-    std::vector<std::string> complete = splitter.Add({buffer, static_cast<size_t>(got)});
-    if (complete.empty())
-      continue;
-    std::lock_guard lock(mutex_);
-    for (std::string& publication : complete)
-      publications_.push_back(std::move(publication));
-    arrived_.notify_all();
-  }
-  close(fd);
+void ListenerProcess::End() {
   std::lock_guard lock(mutex_);
   ended_ = true;
   arrived_.notify_all();

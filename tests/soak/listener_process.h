@@ -5,8 +5,6 @@
 #ifndef TESTS_SOAK_LISTENER_PROCESS_H_
 #define TESTS_SOAK_LISTENER_PROCESS_H_
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -14,7 +12,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
+
+#include "tests/soak/publication_splitter.h"
+#include "tests/support/piped_process.h"
 
 namespace qbfa_soak {
 
@@ -37,7 +37,6 @@ class ListenerProcess {
   ListenerProcess(const std::string& qbfa, std::string errors);
   ListenerProcess(const ListenerProcess&) = delete;
   ListenerProcess& operator=(const ListenerProcess&) = delete;
-  ~ListenerProcess();
 
   // The next publication it printed, waiting until `deadline` for one.
   std::optional<std::string> Next(std::chrono::steady_clock::time_point deadline);
@@ -47,18 +46,22 @@ class ListenerProcess {
   bool Running() const;
 
   // Stops it with SIGTERM and waits for it.
-  void Stop();
+  void Stop() { process_.Stop(); }
 
  private:
-  void ReadOutput(int fd);
+  // On the reading thread: the next bytes printed, then the end.
+  void Take(std::string_view bytes);
+  void End();
 
-  pid_t pid_ = -1;
   std::string errors_;
   mutable std::mutex mutex_;
   std::condition_variable arrived_;
   std::deque<std::string> publications_;
   bool ended_ = false;
-  std::thread reader_;
+  PublicationSplitter splitter_;  // the reading thread's own
+  // Last: it stops the listener, and with it the reading thread, before the
+  // members that thread uses go.
+  qbfa_test::PipedProcess process_;
 };
 
 }  // namespace qbfa_soak

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "host/front_switch_signal.h"
+#include "sqlite2/format/page.h"
 #include "sqlite2/writer/journaled_rewrite.h"
 #include "tests/soak/committed_states.h"
 #include "tests/soak/font_moves.h"
@@ -51,7 +52,7 @@ constexpr std::chrono::seconds kProgressPeriod(60);
 // something is stuck.
 constexpr std::chrono::seconds kPatience(60);
 
-// A library of about 50 pages: every table spans several b-tree pages, so a
+// A library of about 30 pages: its tables span several b-tree pages, so a
 // move rewrites some of them and leaves the others.
 qbfa_test::FontDatabaseShape SoakLibraryShape(uint32_t seed) {
   qbfa_test::FontDatabaseShape shape;
@@ -137,7 +138,12 @@ SoakReport Soak::Run() {
 }
 
 void Soak::Start() {
-  states_.Add(PublishedTree(LibraryImage(moves_.library()), scratch_));
+  const std::vector<uint8_t> image = LibraryImage(moves_.library());
+  states_.Add(PublishedTree(image, scratch_));
+  report_.fonts = moves_.library().fonts.size();
+  report_.sets = moves_.library().sets.size();
+  report_.database_pages = image.size() / sqlite2::format::kPageSize;
+  report_.tree_bytes = states_.newest().size();
   qbfa_test::FontLibrary unlinked = moves_.library();
   unlinked.relationships.clear();
   unlinked_tree_ = PublishedTree(LibraryImage(unlinked), scratch_);
@@ -219,6 +225,7 @@ void Soak::Finish() {
   if (host_->Await("[QB] Updating font sets", stale.index).index > handled.index)
     Fail("the switch after the last commit did not re-read the sets");
   AwaitQuiet();
+  report_.final_state_checked = true;
   report_.final_state_published = last_publication_ == final_tree;
   if (!report_.final_state_published) {
     Fail("after the last commit, the next switch did not publish the final state" +

@@ -34,6 +34,12 @@ struct SoakReport {
   std::chrono::steady_clock::duration ran{};
   const char* build = "";  // what the programs were built with
 
+  // The library the writer changes.
+  size_t fonts = 0;
+  size_t sets = 0;
+  size_t database_pages = 0;
+  size_t tree_bytes = 0;  // of the XML published at start-up
+
   size_t transactions = 0;
   size_t fonts_moved = 0;
   // Times the writer found the host reading and tried again a moment
@@ -50,6 +56,9 @@ struct SoakReport {
   size_t partial_publications = 0;
   // Reads that found the pasteboard between the host's clear and its put.
   size_t empty_reads = 0;
+  // Whether the run got as far as the last commit, and the switch after it
+  // published the final state.
+  bool final_state_checked = false;
   bool final_state_published = false;
 
   std::optional<ProcessUsage> host_at_start;

@@ -56,6 +56,9 @@ std::string FormatSoakReport(const SoakReport& report) {
   const HostLogTally& log = report.host_log;
   std::string text = Format("qbfa soak: %.1f s, %s build\n",
                             std::chrono::duration<double>(report.ran).count(), report.build);
+  text += Row("library",
+              Format("%zu fonts in %zu sets: a file of %zu pages, a tree of %zu KiB", report.fonts,
+                     report.sets, report.database_pages, report.tree_bytes / 1024));
   text += Row("transactions",
               Format("%zu committed, %zu fonts moved; the writer tried again "
                      "%zu times while the host read",
@@ -70,7 +73,8 @@ std::string FormatSoakReport(const SoakReport& report) {
                      "without links after a locked read, %zu reads of an emptied pasteboard",
                      log.publications, report.listener_publications, report.matched_publications,
                      report.partial_publications, report.empty_reads));
-  text += Row("final state", report.final_state_published
+  text += Row("final state", !report.final_state_checked ? "not reached: the run stopped early"
+                             : report.final_state_published
                                  ? "published at the switch after the last commit"
                                  : "not published");
   text += Row("host memory", MemoryFigures(report));

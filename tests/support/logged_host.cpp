@@ -1,13 +1,6 @@
 #include "tests/support/logged_host.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <stdexcept>
 
 namespace qbfa_test {
@@ -18,69 +11,22 @@ constexpr std::chrono::seconds kPatience(60);
 
 }  // namespace
 
-LoggedHost::LoggedHost(const std::string& qbfa) {
-  int log[2];
-  if (pipe2(log, O_CLOEXEC) != 0)
-    throw std::runtime_error("cannot create a pipe for the host's log");
-  const pid_t parent = getpid();
-  pid_ = fork();
-  if (pid_ == 0) {
-    // Only async-signal-safe calls between fork and exec. The host must not
-    // outlive the program that started it.
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent)
-      _exit(127);
-    int null = open("/dev/null", O_RDWR);
-    dup2(null, STDIN_FILENO);
-    dup2(null, STDOUT_FILENO);
-    dup2(log[1], STDERR_FILENO);
-    execl(qbfa.c_str(), qbfa.c_str(), "host", static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  close(log[1]);
-  if (pid_ < 0) {
-    close(log[0]);
-    throw std::runtime_error("cannot fork the host");
-  }
-  reader_ = std::thread([this, fd = log[0]] { ReadLog(fd); });
+LoggedHost::LoggedHost(const std::string& qbfa)
+    : process_(
+          {qbfa, "host"}, {}, [this](std::string_view bytes) { Take(bytes); }, [this] { End(); }) {}
+
+void LoggedHost::Take(std::string_view bytes) {
+  const Clock::time_point now = Clock::now();
+  pending_.append(bytes);
+  std::lock_guard lock(mutex_);
+  size_t start = 0;
+  for (size_t end; (end = pending_.find('\n', start)) != std::string::npos; start = end + 1)
+    lines_.push_back({forgotten_ + lines_.size(), now, pending_.substr(start, end - start)});
+  pending_.erase(0, start);
+  arrived_.notify_all();
 }
 
-LoggedHost::~LoggedHost() {
-  Stop();
-}
-
-int LoggedHost::Stop() {
-  if (!reader_.joinable())
-    return exit_status_;
-  kill(pid_, SIGTERM);
-  int status = 0;
-  while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-  }
-  exit_status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  // The host's end of the pipe closed with it, so the reader sees the end.
-  reader_.join();
-  return exit_status_;
-}
-
-void LoggedHost::ReadLog(int fd) {
-  std::string pending;
-  char buffer[1 << 16];
-  for (;;) {
-    const ssize_t got = read(fd, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR)
-      continue;
-    if (got <= 0)
-      break;
-    const Clock::time_point now = Clock::now();
-    pending.append(buffer, static_cast<size_t>(got));
-    std::lock_guard lock(mutex_);
-    size_t start = 0;
-    for (size_t end; (end = pending.find('\n', start)) != std::string::npos; start = end + 1)
-      lines_.push_back({forgotten_ + lines_.size(), now, pending.substr(start, end - start)});
-    pending.erase(0, start);
-    arrived_.notify_all();
-  }
-  close(fd);
+void LoggedHost::End() {
   std::lock_guard lock(mutex_);
   ended_ = true;
   arrived_.notify_all();

@@ -13,8 +13,9 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
+
+#include "tests/support/piped_process.h"
 
 namespace qbfa_test {
 
@@ -33,9 +34,8 @@ class LoggedHost {
   explicit LoggedHost(const std::string& qbfa);
   LoggedHost(const LoggedHost&) = delete;
   LoggedHost& operator=(const LoggedHost&) = delete;
-  ~LoggedHost();
 
-  pid_t pid() const { return pid_; }
+  pid_t pid() const { return process_.pid(); }
   // How many lines have arrived: a place in the log to look from.
   size_t LineCount() const;
   // The first line at `from` or later that contains `text`, waiting up to a
@@ -51,21 +51,24 @@ class LoggedHost {
   // Stops the host with SIGTERM, waits for it and for the end of its log;
   // its exit status, -1 when it did not exit by itself. Once stopped, the
   // status of that stop.
-  int Stop();
+  int Stop() { return process_.Stop(); }
 
  private:
-  void ReadLog(int fd);
+  // On the reading thread: the next bytes of the log, then its end.
+  void Take(std::string_view bytes);
+  void End();
   // The tail of the log, for a message. Call with the mutex held.
   std::string Tail() const;
 
-  pid_t pid_ = -1;
-  int exit_status_ = -1;
   mutable std::mutex mutex_;
   mutable std::condition_variable arrived_;
   std::deque<Line> lines_;
   size_t forgotten_ = 0;  // lines let go of, all from the front
   bool ended_ = false;
-  std::thread reader_;
+  std::string pending_;  // a line not yet ended; the reading thread's own
+  // Last: it stops the host, and with it the reading thread, before the
+  // members that thread uses go.
+  PipedProcess process_;
 };
 
 }  // namespace qbfa_test
