@@ -35,11 +35,13 @@ constexpr bool kAddressSanitizer = true;
 #else
 constexpr bool kAddressSanitizer = false;
 #endif
+// The sanitizers every program of this build has, as CMake was given them.
+constexpr std::string_view kSanitizers = QBFA_SANITIZE;
 
 constexpr std::chrono::milliseconds kSwitchPeriod(20);
-// Gaps between transactions, drawn evenly from this range: some commits fall
-// between two switches, some are seconds of switches apart from the read
-// they lead to, some come while the host reads.
+// Gaps between transactions, drawn evenly from this range around the
+// switches' period: several commits may fall between two switches, several
+// switches between two commits, and some commits come while the host reads.
 constexpr int kShortestGapMs = 5;
 constexpr int kLongestGapMs = 95;
 constexpr uint32_t kMostMovesPerTransaction = 3;
@@ -121,7 +123,7 @@ class Soak {
 };
 
 SoakReport Soak::Run() {
-  report_.build = kAddressSanitizer ? "AddressSanitizer and UndefinedBehaviorSanitizer" : "plain";
+  report_.build = kSanitizers.empty() ? "plain" : "-fsanitize=" + std::string(kSanitizers);
   report_.memory_judged = !kAddressSanitizer;
   try {
     Start();
@@ -274,7 +276,9 @@ void Soak::Judge() {
 
   report_.flatness = JudgeFlatness(samples_);
   if (!report_.flatness) {
-    Fail("too short a run to judge the host's memory and descriptors");
+    // A run that failed early says why already.
+    if (report_.passed())
+      Fail("too short a run to judge the host's memory and descriptors");
   } else {
     if (report_.memory_judged && !report_.flatness->memory_flat)
       Fail("the host's memory grew in the last quarter of the run");
@@ -387,7 +391,14 @@ std::string Soak::KeepEvidence(const std::string& name, const std::string& text)
 }  // namespace
 
 SoakReport RunSoak(const SoakOptions& options) {
-  return Soak(options).Run();
+  try {
+    return Soak(options).Run();
+  } catch (const std::exception& error) {
+    // The session could not be set up.
+    SoakReport report;
+    report.failures.push_back(error.what());
+    return report;
+  }
 }
 
 }  // namespace qbfa_soak

@@ -32,7 +32,7 @@ struct SoakOptions {
 
 struct SoakReport {
   std::chrono::steady_clock::duration ran{};
-  const char* build = "";  // what the programs were built with
+  std::string build;  // what the programs were built with
 
   // The library the writer changes.
   size_t fonts = 0;

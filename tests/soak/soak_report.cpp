@@ -54,8 +54,9 @@ std::string DescriptorFigures(const SoakReport& report) {
 
 std::string FormatSoakReport(const SoakReport& report) {
   const HostLogTally& log = report.host_log;
-  std::string text = Format("qbfa soak: %.1f s, %s build\n",
-                            std::chrono::duration<double>(report.ran).count(), report.build);
+  std::string text =
+      Format("qbfa soak: %.1f s, %s build\n", std::chrono::duration<double>(report.ran).count(),
+             report.build.c_str());
   text += Row("library",
               Format("%zu fonts in %zu sets: a file of %zu pages, a tree of %zu KiB", report.fonts,
                      report.sets, report.database_pages, report.tree_bytes / 1024));
