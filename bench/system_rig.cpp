@@ -4,13 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <stdexcept>
 
-#include "bench/timed_process.h"
 #include "host/front_switch_signal.h"
 #include "state.h"
-#include "tests/watch/watched_file.h"
+#include "tests/support/watched_file.h"
 #include "watch/broadcast.h"
 
 namespace qbfa_bench {
@@ -34,14 +32,7 @@ void WriteInPlace(const std::string& path, std::string_view bytes) {
 
 }  // namespace
 
-SystemRig::SystemRig(std::string_view library) {
-  if (!bus_.running())
-    throw std::runtime_error(bus_.error());
-  database_ = home_.home() + "/Library/FontAgent Pro/FontAgent.db";
-  std::filesystem::create_directories(std::filesystem::path(database_).parent_path());
-  WriteInPlace(database_, library);
-  RunToEnd({kQbfa, "defaults", "write", kQBBundleIdentifier, "Log Stuff", "-bool", "yes"});
-
+SystemRig::SystemRig(std::string_view library) : session_(kQbfa, library) {
   std::string error;
   listener_ = NotificationListener::Create(
       {kQBSetsUpdatedNotificationName, kQBFontCollectionChangedNotificationName}, &error);
@@ -52,27 +43,28 @@ SystemRig::SystemRig(std::string_view library) {
     throw std::runtime_error("cannot open the pasteboard");
   board_.reset(board);
 
-  host_.emplace(kQbfa);
+  session_.StartHost();
+  // Subscribed before the host started, so its start-up publication is
+  // waiting here.
   AwaitPublication();
-  if (!qbfa_test::WaitForInotifyWatches(host_->pid(), 1, kPatience))
-    throw std::runtime_error("the host's watcher never registered the database");
 }
 
 Write SystemRig::WriteDatabase(std::string_view library) {
+  const std::string& database = session_.database();
   struct stat before;
-  if (stat(database_.c_str(), &before) != 0)
-    throw std::runtime_error("cannot stat " + database_);
-  qbfa_test::AwaitFileClockPast(home_.root(), before.st_mtim);
-  const size_t from = host_->LineCount();
+  if (stat(database.c_str(), &before) != 0)
+    throw std::runtime_error("cannot stat " + database);
+  qbfa_test::AwaitFileClockPast(session_.home().root(), before.st_mtim);
+  const LoggedHost& host = session_.host();
+  const size_t from = host.LineCount();
   Write write;
   write.began = Clock::now();
-  WriteInPlace(database_, library);
+  WriteInPlace(database, library);
   // A big file is written in many steps, and the watcher may see several
   // dates; the sets are read after the last one.
-  const LoggedHost::Line dates =
-      host_->Await(" vs " + qbfa_test::WatcherLoggedDate(database_), from);
+  const LoggedHost::Line dates = host.Await(" vs " + qbfa_test::WatcherLoggedDate(database), from);
   // The event is logged once the main thread has marked the sets stale.
-  write.stale = host_->Await("[QB] \tident=", dates.index).at;
+  write.stale = host.Await("[QB] \tident=", dates.index).at;
   return write;
 }
 

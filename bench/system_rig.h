@@ -8,19 +8,18 @@
 #define BENCH_SYSTEM_RIG_H_
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "bench/logged_host.h"
-#include "bench/tmpfs_runtime_folder.h"
 #include "platform/notification_listener.h"
 #include "platform/pasteboard.h"
-#include "tests/support/environment.h"
-#include "tests/support/session_bus.h"
-#include "tests/support/temporary_home.h"
+#include "tests/support/host_session.h"
+#include "tests/support/logged_host.h"
 
 namespace qbfa_bench {
+
+using qbfa_test::LoggedHost;
+using Clock = LoggedHost::Clock;
 
 // A write of the database as the host's watcher saw it.
 struct Write {
@@ -37,8 +36,8 @@ class SystemRig {
   // watches the file. Throws std::runtime_error when a step fails.
   explicit SystemRig(std::string_view library);
 
-  const LoggedHost& host() const { return *host_; }
-  const std::string& database() const { return database_; }
+  const LoggedHost& host() const { return session_.host(); }
+  const std::string& database() const { return session_.database(); }
 
   // Writes `library` over the database in place, as the font manager does,
   // once the file clock has passed the file's date (the watcher acts only on
@@ -52,16 +51,9 @@ class SystemRig {
   cf::Data ReadPasteboard();
 
  private:
-  qbfa_test::PrivateSessionBus bus_;
-  qbfa_test::TemporaryHome home_;
-  TmpfsRuntimeFolder runtime_;
-  // The host's desktop sources of switches stay off.
-  qbfa_test::ScopedEnvironmentVariable no_display_{"DISPLAY", std::nullopt};
-  qbfa_test::ScopedEnvironmentVariable no_wayland_display_{"WAYLAND_DISPLAY", std::nullopt};
-  std::string database_;
+  qbfa_test::HostSession session_;
   std::unique_ptr<NotificationListener> listener_;
   UniquePasteboardRef board_;
-  std::optional<LoggedHost> host_;
 };
 
 }  // namespace qbfa_bench

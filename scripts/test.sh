@@ -2,8 +2,8 @@
 # Runs every test of the project on a fresh Debian 12 machine:
 #   1. installs the Debian packages that are missing,
 #   2. builds with warnings as errors and runs all tests,
-#   3. builds again with AddressSanitizer and UndefinedBehaviorSanitizer and
-#      runs all tests once more,
+#   3. builds again with AddressSanitizer and UndefinedBehaviorSanitizer,
+#      runs all tests once more and soaks the whole system for 30 seconds,
 #   4. builds the watcher's tests with ThreadSanitizer and runs them,
 #   5. builds what is shipped with Clang, installs it and makes the Debian
 #      package, and runs both without the build tree,
@@ -27,8 +27,15 @@ suite() {
 
 # Release: GCC's -O3 finds warnings that -O2 does not.
 suite build/ci-plain -DCMAKE_BUILD_TYPE=Release
-ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-  suite build/ci-asan -DQBFA_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+suite build/ci-asan -DQBFA_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug
+
+# Half a minute of the soak (scripts/soak.sh runs it for longer), built by
+# the suite above: the host, the plug-in and the listener under both
+# sanitizers beside the SQLite 2 writer, with a switch every 20 ms.
+echo "=== soak, 30 s"
+build/ci-asan/tests/soak/qbfa_soak --seconds 30
+unset ASAN_OPTIONS UBSAN_OPTIONS
 
 # The watcher's threads under ThreadSanitizer: the watcher task, its stop and
 # its handover to the main thread, and the refresh it leads to. Only those

@@ -75,36 +75,20 @@ struct SetTree {
 
 }  // namespace
 
-Status BuildFontDatabase(const FontDatabaseShape& shape, Database* db) {
+FontLibrary GenerateFontLibrary(const FontDatabaseShape& shape) {
   const bool integer_ids = shape.font_ids == FontDatabaseShape::FontIds::kIntegerPrimaryKey;
   const int font_count = std::max(shape.font_count, 0);
   const int fonts_per_set = std::max(shape.fonts_per_set, 1);
   const int set_count = std::max(1, (font_count + fonts_per_set - 1) / fonts_per_set);
   const SetTree tree = {(1 << std::clamp(shape.nesting_depth, 1, 20)) - 1};
   Random random(shape.seed);
-
-  for (const char* sql : {
-           "CREATE TABLE sets(id INTEGER PRIMARY KEY, set_displayName TEXT, set_comment TEXT)",
-           integer_ids ? "CREATE TABLE fonts(id INTEGER PRIMARY KEY, font_family TEXT, "
-                         "font_displayName TEXT, font_foundry TEXT, font_style TEXT, "
-                         "font_type TEXT, font_version TEXT, font_path TEXT)"
-                       : "CREATE TABLE fonts(id TEXT, font_family TEXT, font_displayName TEXT, "
-                         "font_foundry TEXT, font_style TEXT, font_type TEXT, font_version TEXT, "
-                         "font_path TEXT)",
-           integer_ids ? "CREATE TABLE rel(id INTEGER PRIMARY KEY, parentID INTEGER, "
-                         "childtype INTEGER, childid INTEGER)"
-                       : "CREATE TABLE rel(parentID INTEGER, childtype INTEGER, childid TEXT)",
-       }) {
-    if (Status status = db->CreateTable(sql); !status.ok())
-      return status;
-  }
+  FontLibrary library;
+  library.font_ids = shape.font_ids;
 
   for (int set = 0; set < set_count; ++set) {
-    Row row = {
-        std::nullopt, std::string(random.Pick(kSetTopics)) + " " + Padded(set + 1, 3),
-        random.Below(3) == 0 ? std::optional<std::string>("Collected for a job") : std::nullopt};
-    if (Status status = db->Insert("sets", std::move(row)); !status.ok())
-      return status;
+    library.sets.push_back(
+        {std::nullopt, std::string(random.Pick(kSetTopics)) + " " + Padded(set + 1, 3),
+         random.Below(3) == 0 ? std::optional<std::string>("Collected for a job") : std::nullopt});
   }
 
   std::vector<std::vector<int>> fonts_in_set(set_count);
@@ -120,16 +104,10 @@ Status BuildFontDatabase(const FontDatabaseShape& shape, Database* db) {
                                 Padded(static_cast<int>(random.Below(1000)), 3);
     const std::string path = std::string(random.Pick(kFolders)) + WithoutSpaces(family) + "-" +
                              WithoutSpaces(style) + format.extension;
-    Row row = {integer_ids ? std::nullopt : std::optional<std::string>(std::to_string(font)),
-               family,
-               family + " " + style,
-               std::string(random.Pick(kFoundries)),
-               style,
-               std::string(format.type),
-               version,
-               path};
-    if (Status status = db->Insert("fonts", std::move(row)); !status.ok())
-      return status;
+    library.fonts.push_back(
+        {integer_ids ? std::nullopt : std::optional<std::string>(std::to_string(font)), family,
+         family + " " + style, std::string(random.Pick(kFoundries)), style,
+         std::string(format.type), version, path});
 
     // The first set takes fonts in runs; the others are anywhere.
     std::vector<int> sets = {std::min((font - 1) / fonts_per_set, set_count - 1)};
@@ -149,23 +127,51 @@ Status BuildFontDatabase(const FontDatabaseShape& shape, Database* db) {
     if (const int parent = tree.ParentOf(set); parent >= 0)
       children[parent].push_back(set);
   }
-  auto relate = [&](int parent, int type, int child) {
-    Row row = {std::to_string(parent + 1), std::to_string(type), std::to_string(child)};
-    if (integer_ids)
-      row.insert(row.begin(), std::nullopt);
-    return db->Insert("rel", std::move(row));
-  };
   for (int set = 0; set < set_count; ++set) {
-    for (int child : children[set]) {
-      if (Status status = relate(set, 2, child + 1); !status.ok())
-        return status;
-    }
-    for (int font : fonts_in_set[set]) {
-      if (Status status = relate(set, 1, font); !status.ok())
+    for (int child : children[set])
+      library.relationships.push_back({set + 1, Relationship::Child::kSet, child + 1});
+    for (int font : fonts_in_set[set])
+      library.relationships.push_back({set + 1, Relationship::Child::kFont, font});
+  }
+  return library;
+}
+
+Status WriteFontLibrary(const FontLibrary& library, Database* db) {
+  const bool integer_ids = library.font_ids == FontDatabaseShape::FontIds::kIntegerPrimaryKey;
+  for (const char* sql : {
+           "CREATE TABLE sets(id INTEGER PRIMARY KEY, set_displayName TEXT, set_comment TEXT)",
+           integer_ids ? "CREATE TABLE fonts(id INTEGER PRIMARY KEY, font_family TEXT, "
+                         "font_displayName TEXT, font_foundry TEXT, font_style TEXT, "
+                         "font_type TEXT, font_version TEXT, font_path TEXT)"
+                       : "CREATE TABLE fonts(id TEXT, font_family TEXT, font_displayName TEXT, "
+                         "font_foundry TEXT, font_style TEXT, font_type TEXT, font_version TEXT, "
+                         "font_path TEXT)",
+           integer_ids ? "CREATE TABLE rel(id INTEGER PRIMARY KEY, parentID INTEGER, "
+                         "childtype INTEGER, childid INTEGER)"
+                       : "CREATE TABLE rel(parentID INTEGER, childtype INTEGER, childid TEXT)",
+       }) {
+    if (Status status = db->CreateTable(sql); !status.ok())
+      return status;
+  }
+  for (const auto& [table, rows] : {std::pair{"sets", &library.sets}, {"fonts", &library.fonts}}) {
+    for (const Row& row : *rows) {
+      if (Status status = db->Insert(table, row); !status.ok())
         return status;
     }
   }
+  for (const Relationship& link : library.relationships) {
+    Row row = {std::to_string(link.parent), std::to_string(static_cast<int>(link.type)),
+               std::to_string(link.child)};
+    if (integer_ids)
+      row.insert(row.begin(), std::nullopt);
+    if (Status status = db->Insert("rel", std::move(row)); !status.ok())
+      return status;
+  }
   return Status::Ok();
+}
+
+Status BuildFontDatabase(const FontDatabaseShape& shape, Database* db) {
+  return WriteFontLibrary(GenerateFontLibrary(shape), db);
 }
 
 Status WriteFontDatabase(const FontDatabaseShape& shape, const std::string& path) {

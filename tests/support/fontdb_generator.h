@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "sqlite2/status.h"
 #include "sqlite2/writer/database.h"
@@ -34,7 +35,32 @@ struct FontDatabaseShape {
   sqlite2::writer::Options file;
 };
 
-// Fills `db`, which must be empty, with the tables and rows of `shape`.
+// One row of the table rel: a font or a child set filed in a set.
+struct Relationship {
+  enum class Child { kFont = 1, kSet = 2 };  // rel.childtype
+  int parent = 0;                            // the set's id; sets are numbered from 1
+  Child type = Child::kFont;
+  int child = 0;  // the font's or the child set's id, from 1
+
+  bool operator==(const Relationship&) const = default;
+};
+
+// A library as rows, before it is written: the rows of sets and fonts, and
+// the relationships in the order rel stores them.
+struct FontLibrary {
+  FontDatabaseShape::FontIds font_ids = FontDatabaseShape::FontIds::kIntegerPrimaryKey;
+  std::vector<sqlite2::writer::Row> sets;
+  std::vector<sqlite2::writer::Row> fonts;
+  std::vector<Relationship> relationships;
+};
+
+FontLibrary GenerateFontLibrary(const FontDatabaseShape& shape);
+
+// Fills `db`, which must be empty, with the tables and rows of `library`.
+sqlite2::Status WriteFontLibrary(const FontLibrary& library, sqlite2::writer::Database* db);
+
+// Both of the above: fills `db`, which must be empty, with the tables and
+// rows of `shape`.
 sqlite2::Status BuildFontDatabase(const FontDatabaseShape& shape, sqlite2::writer::Database* db);
 
 // Builds the database of `shape` and writes it to `path`.

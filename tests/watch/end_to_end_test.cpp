@@ -28,7 +28,7 @@
 #include "tests/support/environment.h"
 #include "tests/support/session_bus.h"
 #include "tests/support/temporary_home.h"
-#include "tests/watch/watched_file.h"
+#include "tests/support/watched_file.h"
 
 namespace {
 

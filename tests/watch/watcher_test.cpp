@@ -22,7 +22,7 @@
 #include "hookwright/main_thread.h"
 #include "platform/task.h"
 #include "state.h"
-#include "tests/watch/watched_file.h"
+#include "tests/support/watched_file.h"
 #include "watch/refresh.h"
 
 namespace {

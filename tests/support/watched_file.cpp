@@ -1,4 +1,4 @@
-#include "tests/watch/watched_file.h"
+#include "tests/support/watched_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 // What tests of the watcher need around a watched file: whether the watcher
 // is listening yet, how it logs the file's date, and file dates that move on.
-#ifndef TESTS_WATCH_WATCHED_FILE_H_
-#define TESTS_WATCH_WATCHED_FILE_H_
+#ifndef TESTS_SUPPORT_WATCHED_FILE_H_
+#define TESTS_SUPPORT_WATCHED_FILE_H_
 
 #include <sys/types.h>
 #include <time.h>
@@ -27,4 +27,4 @@ void AwaitFileClockPast(const std::string& folder, const struct timespec& date);
 
 }  // namespace qbfa_test
 
-#endif  // TESTS_WATCH_WATCHED_FILE_H_
+#endif  // TESTS_SUPPORT_WATCHED_FILE_H_

@@ -2,15 +2,15 @@
 // has it (/run/user/UID). The pasteboard lives there and is synced to its
 // file system at every publication: on a disk that costs milliseconds to
 // seconds that a session never pays.
-#ifndef BENCH_TMPFS_RUNTIME_FOLDER_H_
-#define BENCH_TMPFS_RUNTIME_FOLDER_H_
+#ifndef TESTS_SUPPORT_TMPFS_RUNTIME_FOLDER_H_
+#define TESTS_SUPPORT_TMPFS_RUNTIME_FOLDER_H_
 
 #include <optional>
 #include <string>
 
 #include "tests/support/environment.h"
 
-namespace qbfa_bench {
+namespace qbfa_test {
 
 class TmpfsRuntimeFolder {
  public:
@@ -24,9 +24,9 @@ class TmpfsRuntimeFolder {
 
  private:
   std::string path_;
-  std::optional<qbfa_test::ScopedEnvironmentVariable> variable_;
+  std::optional<ScopedEnvironmentVariable> variable_;
 };
 
-}  // namespace qbfa_bench
+}  // namespace qbfa_test
 
-#endif  // BENCH_TMPFS_RUNTIME_FOLDER_H_
+#endif  // TESTS_SUPPORT_TMPFS_RUNTIME_FOLDER_H_

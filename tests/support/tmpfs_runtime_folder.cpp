@@ -1,4 +1,4 @@
-#include "bench/tmpfs_runtime_folder.h"
+#include "tests/support/tmpfs_runtime_folder.h"
 
 #include <linux/magic.h>
 #include <stdlib.h>
@@ -7,11 +7,11 @@
 #include <cstdio>
 #include <filesystem>
 
-namespace qbfa_bench {
+namespace qbfa_test {
 
 TmpfsRuntimeFolder::TmpfsRuntimeFolder() {
   struct statfs shared;
-  std::string pattern = "/dev/shm/qbfa-bench-runtime-XXXXXX";
+  std::string pattern = "/dev/shm/qbfa-runtime-XXXXXX";
   if (statfs("/dev/shm", &shared) != 0 || shared.f_type != TMPFS_MAGIC ||
       mkdtemp(pattern.data()) == nullptr) {
     std::fprintf(stderr,
@@ -30,4 +30,4 @@ TmpfsRuntimeFolder::~TmpfsRuntimeFolder() {
   }
 }
 
-}  // namespace qbfa_bench
+}  // namespace qbfa_test
