@@ -21,14 +21,25 @@ std::unique_ptr<Expr> MakeValue(Kind kind, std::string value, std::string span) 
   return e;
 }
 
-std::unique_ptr<Expr> MakeLogic(Kind kind, std::unique_ptr<Expr> left,
-                                std::unique_ptr<Expr> right) {
-  auto e = std::make_unique<Expr>();
-  e->kind = kind;
-  e->left = std::move(left);
-  e->right = std::move(right);
-  return e;
-}
+// How deep an expression may nest: parentheses, NOT and signs, each of which
+// the parser descends into, and conditions combined with AND and OR, which
+// make the tree that later walks descend into. Both bounds keep the
+// recursion well inside any thread's stack, sanitizers included; statements
+// written by people stay far below them.
+constexpr int kMaxNesting = 256;
+constexpr int kMaxHeight = 1000;
+
+// One level of nesting, counted for as long as it lives.
+class NestingLevel {
+ public:
+  explicit NestingLevel(int* nesting) : nesting_(nesting) { ++*nesting_; }
+  NestingLevel(const NestingLevel&) = delete;
+  NestingLevel& operator=(const NestingLevel&) = delete;
+  ~NestingLevel() { --*nesting_; }
+
+ private:
+  int* nesting_;
+};
 
 std::optional<CompareOp> EqualityOp(TokenKind kind) {
   if (kind == TokenKind::kEq)
@@ -84,6 +95,24 @@ Token StatementReader::Take() {
 
 bool StatementReader::PeekIsName() {
   return IsNameToken(Peek());
+}
+
+std::nullptr_t StatementReader::TooDeep() {
+  if (!failed())
+    error_ = Status::Error(SQLITE_ERROR, "parser stack overflow");
+  return nullptr;
+}
+
+std::unique_ptr<Expr> StatementReader::MakeLogic(Kind kind, std::unique_ptr<Expr> left,
+                                                 std::unique_ptr<Expr> right) {
+  auto e = std::make_unique<Expr>();
+  e->kind = kind;
+  e->height = 1 + std::max(left ? left->height : 0, right ? right->height : 0);
+  if (e->height > kMaxHeight)
+    return TooDeep();
+  e->left = std::move(left);
+  e->right = std::move(right);
+  return e;
 }
 
 std::nullptr_t StatementReader::Fail(const Token& token) {
@@ -243,6 +272,9 @@ std::unique_ptr<Expr> StatementReader::ParseNot() {
   if (!Peek().Is("NOT"))
     return ParseEquality();
   Take();
+  NestingLevel level(&nesting_);
+  if (nesting_ > kMaxNesting)
+    return TooDeep();
   std::unique_ptr<Expr> operand = ParseNot();
   if (!operand)
     return nullptr;
@@ -308,7 +340,8 @@ std::unique_ptr<Expr> StatementReader::MakeComparison(const Token& at, CompareOp
   if (!right->IsValue())
     return Fail(at);
   auto e = MakeLogic(Kind::kCompare, std::move(left), std::move(right));
-  e->op = op;
+  if (e)
+    e->op = op;
   return e;
 }
 
@@ -317,6 +350,9 @@ std::unique_ptr<Expr> StatementReader::ParseUnary() {
   if (first.kind != TokenKind::kMinus && first.kind != TokenKind::kPlus)
     return ParsePrimary();
   Take();
+  NestingLevel level(&nesting_);
+  if (nesting_ > kMaxNesting)
+    return TooDeep();
   const Token operand_start = Peek();
   std::unique_ptr<Expr> operand = ParseUnary();
   if (!operand)
@@ -336,6 +372,9 @@ std::unique_ptr<Expr> StatementReader::ParsePrimary() {
   switch (first.kind) {
     case TokenKind::kLeftParen: {
       Take();
+      NestingLevel level(&nesting_);
+      if (nesting_ > kMaxNesting)
+        return TooDeep();
       std::unique_ptr<Expr> inner = ParseOr();
       if (!inner)
         return nullptr;

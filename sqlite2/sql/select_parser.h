@@ -44,6 +44,8 @@ class StatementReader {
   // Records a syntax error at `token` (or an unrecognized token); returns
   // nullptr so that parse functions can `return Fail(...)`.
   std::nullptr_t Fail(const Token& token);
+  // Records that an expression nests deeper than the reader follows.
+  std::nullptr_t TooDeep();
   bool failed() const { return !error_.ok(); }
 
   bool ParseResultColumns(SelectStatement* statement);
@@ -58,6 +60,9 @@ class StatementReader {
   // The rest of a name whose first part, `first`, is taken: ".column", or
   // ".*" where `allow_star`.
   std::unique_ptr<Expr> ParseName(const Token& first, bool allow_star);
+  // A condition over `left` and `right`; null when the tree grows too high.
+  std::unique_ptr<Expr> MakeLogic(Expr::Kind kind, std::unique_ptr<Expr> left,
+                                  std::unique_ptr<Expr> right);
   std::unique_ptr<Expr> MakeComparison(const Token& at, CompareOp op, std::unique_ptr<Expr> left,
                                        std::unique_ptr<Expr> right);
   // A literal made from `token`, which knows where it was written.
@@ -71,6 +76,7 @@ class StatementReader {
   std::optional<Token> peeked_;
   std::string_view last_read_;  // the last token the tokenizer produced
   const char* last_taken_end_ = nullptr;
+  int nesting_ = 0;  // parentheses, NOTs and signs the parser is inside
   Status error_;
 };
 

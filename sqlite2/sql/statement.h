@@ -49,6 +49,9 @@ struct Expr {
   CompareOp op = CompareOp::kEq;  // kCompare
   std::unique_ptr<Expr> left;     // kCompare, kAnd, kOr; the operand of the others
   std::unique_ptr<Expr> right;    // kCompare, kAnd, kOr
+  // Levels of the tree from here down, this one included (a value: 1).
+  // Every walk over the tree recurses once per level, so the parser bounds it.
+  int height = 1;
 
   bool IsValue() const { return kind <= Kind::kNull; }
 };

@@ -80,6 +80,41 @@ TEST(SelectParserTest, ErrorsQuoteTheTokenWhereTheStatementBroke) {
     EXPECT_EQ(FirstError(c.sql), c.error) << c.sql;
 }
 
+// `unit` repeated `times` times.
+std::string Repeated(const std::string& unit, int times) {
+  std::string text;
+  for (int i = 0; i < times; ++i)
+    text += unit;
+  return text;
+}
+
+// Expressions nested far deeper than anyone writes, as a damaged database can
+// paste into a lookup: refused with an error, never a stack overflow. Up to
+// the bounds, they parse.
+TEST(SelectParserTest, RefusesExpressionsNestedTooDeep) {
+  struct Case {
+    std::string what;
+    std::string where;
+    std::string error;
+  };
+  const std::string overflow = "parser stack overflow";
+  auto parentheses = [](int n) { return Repeated("(", n) + "a = 1" + Repeated(")", n); };
+  auto chain = [](int terms) { return "a = 0" + Repeated(" OR a = 1", terms - 1); };
+  const Case cases[] = {
+      {"256 parentheses", parentheses(256), ""},
+      {"257 parentheses", parentheses(257), overflow},
+      {"100,000 parentheses", parentheses(100'000), overflow},
+      {"256 NOTs", Repeated("NOT ", 256) + "a = 1", ""},
+      {"100,000 NOTs", Repeated("NOT ", 100'000) + "a = 1", overflow},
+      {"100,000 minus signs", "a = " + Repeated("- ", 100'000) + "1", overflow},
+      {"a chain of 990 ORs", chain(991), ""},
+      {"a chain of 1,000 ORs", chain(1001), overflow},
+      {"a chain of 100,000 ANDs", "a = 0" + Repeated(" AND a = 1", 100'000), overflow},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(FirstError("SELECT * FROM t WHERE " + c.where), c.error) << c.what;
+}
+
 TEST(SelectParserTest, StatementsBeforeABrokenOneAreReadFirst) {
   StatementReader reader("SELECT * FROM a; SELECT b FROM c; SELECT * FROM;");
   std::optional<SelectStatement> statement;
