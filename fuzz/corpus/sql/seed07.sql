@@ -1,0 +1,1 @@
+SELECT * FROM fonts WHERE id = '-3' OR id = 1e0 OR id = +1 OR id = ' 1';

@@ -1,0 +1,1 @@
+SELECT s.* FROM sets s WHERE s.id = 1

@@ -1,0 +1,1 @@
+SELECT * FROM sets AS s WHERE sets.id = 1

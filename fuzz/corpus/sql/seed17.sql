@@ -1,0 +1,1 @@
+SELECT id, set_comment AS c, 'lit', 5, NULL, rowid FROM sets WHERE id = 3

@@ -1,0 +1,1 @@
+select * from REL where PARENTID='1' AND (childtype == 2 OR NOT childid <> 'x') AND childid IS NOT NULL;

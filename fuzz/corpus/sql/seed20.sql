@@ -1,0 +1,1 @@
+SELECT * FROM rel WHERE childid = 1 AND childtype = 1

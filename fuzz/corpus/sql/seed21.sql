@@ -1,0 +1,1 @@
+SELECT rowid FROM rel WHERE childid = '2' AND childtype > 0

@@ -1,0 +1,1 @@
+SELECT rowid FROM rel WHERE 'abc' = childid AND childtype <> 2

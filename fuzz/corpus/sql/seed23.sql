@@ -1,0 +1,1 @@
+SELECT rowid FROM rel WHERE parentID = 1 OR parentID = 1

@@ -1,0 +1,1 @@
+SELECT id FROM rel WHERE parentID < '5' AND parentID > '-10'

@@ -1,0 +1,1 @@
+SELECT id FROM rel WHERE parentID IS NULL OR childid ISNULL OR childtype NOTNULL

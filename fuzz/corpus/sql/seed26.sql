@@ -1,0 +1,1 @@
+SELECT id FROM rel WHERE childid = NULL

@@ -1,0 +1,1 @@
+SELECT id, font_path FROM fonts WHERE font_path = '~/b.ttf';

@@ -1,0 +1,1 @@
+SELECT font_family FROM fonts WHERE font_family <= 'Korvel Sans' AND font_family >= '';

@@ -1,0 +1,1 @@
+SELECT * FROM fonts WHERE font_type = 1

@@ -1,0 +1,1 @@
+SELECT [a b], e FROM 'odd name' WHERE [a b] = 1000

@@ -1,0 +1,2 @@
+SELECT * FROM fonts WHERE id = -- c
+1

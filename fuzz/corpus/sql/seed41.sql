@@ -1,0 +1,1 @@
+SELECT DISTINCT font_family FROM fonts ORDER BY id

@@ -1,0 +1,1 @@
+SELECT s FROM t WHERE s = ''''''

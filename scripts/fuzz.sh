@@ -1,0 +1,125 @@
+#!/usr/bin/env bash
+# Fuzzes every parser of outside input with libFuzzer, on all cores.
+#
+#   scripts/fuzz.sh [--save-corpus] [MINUTES] [TARGET...]
+#
+# MINUTES (default 60; decimals allowed) is the time in all, shared equally
+# by the targets run: an hour gives each of the five targets 12 minutes.
+# TARGETs are among: database sql plist_xml plist_binary preferences (all
+# by default). Each target runs with -fork=<cores>, starting from its corpus
+# in fuzz/corpus/<target>/ and the findings kept under tests/, and adds what
+# it finds to a working corpus in build/fuzz/runs/<target>/ that later runs
+# start from too. --save-corpus then merges that back, minimised, into
+# fuzz/corpus/<target>/.
+#
+# At the end a table gives each target's executions, coverage (edges and
+# features) and findings. Every finding - a crash, sanitizer report, failed
+# check, leak, timeout or runaway memory - is copied under its libFuzzer
+# name (crash-<sha1>, ...) into the target's folder of findings, which the
+# ordinary tests replay; the script then exits with status 1.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+all_targets=(database sql plist_xml plist_binary preferences)
+declare -A findings_dir=(
+  [database]=tests/sqlite2/hostile
+  [sql]=tests/sqlite2/hostile_sql
+  [plist_xml]=tests/platform/hostile_plists
+  [plist_binary]=tests/platform/hostile_plists
+  [preferences]=tests/platform/hostile_preferences
+)
+# Long enough for every structure the parser knows, short enough to keep
+# the corpus small and each run quick.
+declare -A max_len=([database]=16384 [sql]=1024 [plist_xml]=8192 [plist_binary]=4096
+  [preferences]=8192)
+declare -A dictionary=([database]=fuzz/database.dict [sql]=fuzz/sql.dict [plist_xml]=fuzz/plist_xml.dict
+  [plist_binary]=fuzz/plist_binary.dict [preferences]=fuzz/plist_xml.dict)
+
+usage() {
+  sed -n '3,6p' "$0" | sed 's/^# \{0,1\}//' >&2
+  exit 2
+}
+
+save_corpus=false
+minutes=60
+targets=()
+for arg in "$@"; do
+  case $arg in
+    --save-corpus) save_corpus=true ;;
+    -h | --help) usage ;;
+    *[!0-9.]* | '') [[ -v "findings_dir[$arg]" ]] || usage; targets+=("$arg") ;;
+    *) minutes=$arg ;;
+  esac
+done
+[ ${#targets[@]} -gt 0 ] || targets=("${all_targets[@]}")
+seconds=$(awk -v m="$minutes" -v n=${#targets[@]} 'BEGIN { s = int(m * 60 / n); print s < 1 ? 1 : s }')
+cores=$(nproc)
+
+bash scripts/install-deps.sh
+build=build/fuzz
+echo "=== $build"
+CC=clang CXX=clang++ cmake -S . -B $build -DQBFA_WERROR=ON -DQBFA_BUILD_FUZZ=ON >/dev/null
+cmake --build $build -j"$cores" --target "${targets[@]/%/_fuzzer}"
+
+# The checks write their files in a scratch folder per process: in memory
+# where possible, since a file rewritten on disk for every input costs more
+# than the parsing.
+scratch_parent=/tmp
+[ -d /dev/shm ] && [ -w /dev/shm ] && scratch_parent=/dev/shm
+scratch=$(mktemp -d "$scratch_parent/qbfa-fuzz.XXXXXX")
+trap 'rm -rf "$scratch"' EXIT
+
+rows=()
+new_findings=()
+total_found=0
+for target in "${targets[@]}"; do
+  fuzzer=$build/fuzz/${target}_fuzzer
+  run=$build/runs/$target
+  rm -rf "$run/artifacts"
+  mkdir -p "$run/corpus" "$run/artifacts" "${findings_dir[$target]}"
+  options=(-fork="$cores" -ignore_crashes=1 -max_total_time="$seconds"
+    -max_len="${max_len[$target]}" -timeout=10 -rss_limit_mb=2048
+    -artifact_prefix="$run/artifacts/")
+  options+=(-dict="${dictionary[$target]}")
+  echo "=== $target: $seconds s on $cores cores, log in $run/log"
+  # The working corpus comes first: libFuzzer adds what it finds there.
+  TMPDIR=$scratch "$fuzzer" "${options[@]}" "$run/corpus" "fuzz/corpus/$target" \
+    "${findings_dir[$target]}" >"$run/log" 2>&1 || true
+
+  # Fork mode's progress lines: "#<runs>: cov: <edges> ft: <features> corp: <inputs> ...".
+  read -r runs cov ft corp < <(grep -E '^#[0-9]+: cov:' "$run/log" | tail -1 |
+    awk '{ sub(/^#/, "", $1); sub(/:$/, "", $1); print $1, $3, $5, $7 }') || true
+  found=0
+  for artifact in "$run"/artifacts/{crash,leak,timeout,oom}-*; do
+    [ -e "$artifact" ] || continue
+    found=$((found + 1))
+    kept=${findings_dir[$target]}/$(basename "$artifact")
+    if [ ! -e "$kept" ]; then
+      cp "$artifact" "$kept"
+      new_findings+=("$kept")
+    fi
+  done
+  total_found=$((total_found + found))
+  rows+=("$target ${runs:--} $((${runs:-0} / seconds)) ${cov:--} ${ft:--} ${corp:--} $found")
+
+  if $save_corpus; then
+    merged=$run/merged
+    rm -rf "$merged" && mkdir -p "$merged"
+    "$fuzzer" -merge=1 -max_len="${max_len[$target]}" -timeout=10 -rss_limit_mb=2048 \
+      "$merged" "fuzz/corpus/$target" "$run/corpus" >"$run/merge.log" 2>&1
+    rm -rf "fuzz/corpus/$target" && mv "$merged" "fuzz/corpus/$target"
+  fi
+done
+
+echo
+printf '%-13s %8s %12s %8s %9s %9s %7s %9s\n' target seconds executions exec/s coverage features corpus findings
+for row in "${rows[@]}"; do
+  read -r target runs rate cov ft corp found <<<"$row"
+  printf '%-13s %8s %12s %8s %9s %9s %7s %9s\n' "$target" "$seconds" "$runs" "$rate" "$cov" "$ft" "$corp" "$found"
+done
+if [ $total_found -gt 0 ]; then
+  echo
+  echo "$total_found findings; new regression files (the tests replay them):"
+  for f in "${new_findings[@]}"; do echo "  $f"; done
+  exit 1
+fi
