@@ -51,22 +51,31 @@ std::optional<std::string> FolderFor(std::string_view application_id, std::strin
   return folder;
 }
 
-// Calls `visit` with each entry of the dictionary `node`, in order.
+// Calls `visit` with the key (null in an array) and the value of each
+// child of `node`, in order; nothing unless it is a dictionary or an array.
 template <typename Visit>
-void ForEachEntry(plist_t node, Visit visit) {
-  plist_dict_iter entries = nullptr;
-  plist_dict_new_iter(node, &entries);
-  for (;;) {
-    char* key = nullptr;
-    plist_t value = nullptr;
-    plist_dict_next_item(node, entries, &key, &value);
-    if (value != nullptr)
-      visit(key, value);
-    free(key);
-    if (value == nullptr)
-      break;
+void ForEachChild(plist_t node, Visit visit) {
+  if (plist_get_node_type(node) == PLIST_DICT) {
+    plist_dict_iter entries = nullptr;
+    plist_dict_new_iter(node, &entries);
+    for (;;) {
+      char* key = nullptr;
+      plist_t value = nullptr;
+      plist_dict_next_item(node, entries, &key, &value);
+      if (value != nullptr)
+        visit(static_cast<const char*>(key), value);
+      free(key);
+      if (value == nullptr)
+        break;
+    }
+    free(entries);
+  } else if (plist_get_node_type(node) == PLIST_ARRAY) {
+    plist_array_iter items = nullptr;
+    plist_array_new_iter(node, &items);
+    for (plist_t item = nullptr; plist_array_next_item(node, items, &item), item != nullptr;)
+      visit(static_cast<const char*>(nullptr), item);
+    free(items);
   }
-  free(entries);
 }
 
 // Leaves every dictionary in `node` holding each key once, the last one
@@ -76,25 +85,38 @@ void ForEachEntry(plist_t node, Visit visit) {
 // a string only up to a U+0000 in it, yet keeps its length. Recurses once
 // per level of nesting.
 void DropRepeatedKeys(plist_t node) {
-  std::vector<plist_t> children;
-  if (plist_get_node_type(node) == PLIST_DICT) {
-    std::unordered_map<std::string, int> count;
-    ForEachEntry(node, [&](const char* key, plist_t) { ++count[key]; });
-    for (const auto& [key, n] : count) {
-      // Removes the first entry with the key each time.
-      for (int i = 1; i < n; ++i)
-        plist_dict_remove_item(node, key.c_str());
-    }
-    ForEachEntry(node, [&](const char*, plist_t value) { children.push_back(value); });
-  } else if (plist_get_node_type(node) == PLIST_ARRAY) {
-    plist_array_iter items = nullptr;
-    plist_array_new_iter(node, &items);
-    for (plist_t item = nullptr; plist_array_next_item(node, items, &item), item != nullptr;)
-      children.push_back(item);
-    free(items);
+  std::unordered_map<std::string, int> count;
+  ForEachChild(node, [&](const char* key, plist_t) {
+    if (key != nullptr)
+      ++count[key];
+  });
+  for (const auto& [key, n] : count) {
+    // Removes the first entry with the key each time.
+    for (int i = 1; i < n; ++i)
+      plist_dict_remove_item(node, key.c_str());
   }
+  std::vector<plist_t> children;
+  ForEachChild(node, [&](const char*, plist_t value) { children.push_back(value); });
   for (plist_t child : children)
     DropRepeatedKeys(child);
+}
+
+// Whether a string in `root` holds U+0000. Keeps a stack of its own: the
+// nesting of an XML file is bounded only by its size.
+bool HoldsStringWithNul(plist_t root) {
+  std::vector<plist_t> pending{root};
+  while (!pending.empty()) {
+    plist_t node = pending.back();
+    pending.pop_back();
+    uint64_t length = 0;
+    const char* text = plist_get_node_type(node) == PLIST_STRING
+                           ? plist_get_string_ptr(node, &length)
+                           : nullptr;
+    if (text != nullptr && std::memchr(text, '\0', length) != nullptr)
+      return true;
+    ForEachChild(node, [&](const char*, plist_t value) { pending.push_back(value); });
+  }
+  return false;
 }
 
 // The value of the file's bytes; null when they are no property list, or a
@@ -168,6 +190,11 @@ DomainState ReadPreferencesDomain(std::string_view application_id, UniquePlist* 
 }
 
 std::optional<std::string> PreferencesFileXml(plist_t root, std::string* error) {
+  // libplist writes such a string cut short or with the byte as it is.
+  if (HoldsStringWithNul(root)) {
+    *error = "a string holds U+0000, which an XML property list cannot carry";
+    return std::nullopt;
+  }
   char* xml = nullptr;
   uint32_t length = 0;
   plist_to_xml(root, &xml, &length);
@@ -177,13 +204,9 @@ std::optional<std::string> PreferencesFileXml(plist_t root, std::string* error) 
   }
   std::string bytes(xml, length);
   plist_to_xml_free(xml);
-  if (bytes.find('\0') != std::string::npos) {
-    *error = "a string holds U+0000, which an XML property list cannot carry";
-    return std::nullopt;
-  }
-  // libplist writes a date it cannot format (before year 1 or after 9999,
-  // or not a number) as an empty element, which reads back as 2001-01-01.
-  // Nothing else writes this text: a string's "<" is escaped.
+  // libplist writes a date it cannot format, one far from the present, as
+  // an empty element, which reads back as 2001-01-01. Nothing else writes
+  // this text: a string's "<" is escaped.
   if (bytes.find("<date/>") != std::string::npos) {
     *error = "a date lies outside the years an XML property list can carry";
     return std::nullopt;

@@ -40,8 +40,8 @@ DomainState ReadPreferencesDomain(std::string_view application_id, UniquePlist* 
 
 // The XML property list that WritePreferencesDomain puts in the file for
 // `root`. Nothing, with `error` set, when libplist would write a value that
-// it reads back as another: a string holding U+0000 (which XML cannot
-// carry), or a date it cannot format.
+// reads back as another: a string holding U+0000 (which XML cannot carry),
+// or a date it cannot format.
 std::optional<std::string> PreferencesFileXml(plist_t root, std::string* error);
 
 // Replaces the file with `root` as an XML property list, atomically, creating

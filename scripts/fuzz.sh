@@ -36,7 +36,7 @@ declare -A dictionary=([database]=fuzz/database.dict [sql]=fuzz/sql.dict [plist_
   [plist_binary]=fuzz/plist_binary.dict [preferences]=fuzz/plist_xml.dict)
 
 usage() {
-  sed -n '3,6p' "$0" | sed 's/^# \{0,1\}//' >&2
+  awk 'NR > 1 && /^#/ { sub(/^# ?/, ""); print; next } NR > 1 { exit }' "$0" >&2
   exit 2
 }
 
@@ -77,14 +77,15 @@ for target in "${targets[@]}"; do
   run=$build/runs/$target
   rm -rf "$run/artifacts"
   mkdir -p "$run/corpus" "$run/artifacts" "${findings_dir[$target]}"
-  options=(-fork="$cores" -ignore_crashes=1 -max_total_time="$seconds"
-    -max_len="${max_len[$target]}" -timeout=10 -rss_limit_mb=2048
-    -artifact_prefix="$run/artifacts/")
-  options+=(-dict="${dictionary[$target]}")
+  limits=(-max_len="${max_len[$target]}" -timeout=10 -rss_limit_mb=2048)
   echo "=== $target: $seconds s on $cores cores, log in $run/log"
+  started=$SECONDS
+  # Fork mode goes on after a crash, collecting every finding of the run.
   # The working corpus comes first: libFuzzer adds what it finds there.
-  TMPDIR=$scratch "$fuzzer" "${options[@]}" "$run/corpus" "fuzz/corpus/$target" \
-    "${findings_dir[$target]}" >"$run/log" 2>&1 || true
+  TMPDIR=$scratch "$fuzzer" -fork="$cores" -ignore_crashes=1 -max_total_time="$seconds" \
+    "${limits[@]}" -dict="${dictionary[$target]}" -artifact_prefix="$run/artifacts/" \
+    "$run/corpus" "fuzz/corpus/$target" "${findings_dir[$target]}" >"$run/log" 2>&1 || true
+  elapsed=$((SECONDS - started > 0 ? SECONDS - started : 1))
 
   # Fork mode's progress lines: "#<runs>: cov: <edges> ft: <features> corp: <inputs> ...".
   read -r runs cov ft corp < <(grep -E '^#[0-9]+: cov:' "$run/log" | tail -1 |
@@ -100,22 +101,27 @@ for target in "${targets[@]}"; do
     fi
   done
   total_found=$((total_found + found))
-  rows+=("$target ${runs:--} $((${runs:-0} / seconds)) ${cov:--} ${ft:--} ${corp:--} $found")
+  rows+=("$target $elapsed ${runs:--} $((${runs:-0} / elapsed)) ${cov:--} ${ft:--} ${corp:--} $found")
 
   if $save_corpus; then
     merged=$run/merged
     rm -rf "$merged" && mkdir -p "$merged"
-    "$fuzzer" -merge=1 -max_len="${max_len[$target]}" -timeout=10 -rss_limit_mb=2048 \
-      "$merged" "fuzz/corpus/$target" "$run/corpus" >"$run/merge.log" 2>&1
-    rm -rf "fuzz/corpus/$target" && mv "$merged" "fuzz/corpus/$target"
+    if TMPDIR=$scratch "$fuzzer" -merge=1 "${limits[@]}" "$merged" "fuzz/corpus/$target" \
+      "$run/corpus" >"$run/merge.log" 2>&1; then
+      rm -rf "fuzz/corpus/$target" && mv "$merged" "fuzz/corpus/$target"
+    else
+      echo "merge failed (see $run/merge.log): fuzz/corpus/$target left as it was"
+    fi
   fi
 done
 
 echo
-printf '%-13s %8s %12s %8s %9s %9s %7s %9s\n' target seconds executions exec/s coverage features corpus findings
+format='%-13s %8s %12s %8s %9s %9s %7s %9s\n'
+# shellcheck disable=SC2059 # the format is the table's
+printf "$format" target seconds executions exec/s coverage features corpus findings
 for row in "${rows[@]}"; do
-  read -r target runs rate cov ft corp found <<<"$row"
-  printf '%-13s %8s %12s %8s %9s %9s %7s %9s\n' "$target" "$seconds" "$runs" "$rate" "$cov" "$ft" "$corp" "$found"
+  # shellcheck disable=SC2059,SC2086 # one word per column
+  printf "$format" $row
 done
 if [ $total_found -gt 0 ]; then
   echo

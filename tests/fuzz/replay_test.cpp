@@ -70,8 +70,9 @@ class Replay : public ::testing::TestWithParam<Inputs> {};
 
 TEST_P(Replay, EveryInputPassesTheTargetsCheck) {
   const std::vector<std::string> paths = FilesIn(GetParam());
-  if (std::string_view(GetParam().kind) != "findings")
+  if (std::string_view(GetParam().kind) != "findings") {
     EXPECT_FALSE(paths.empty()) << "nothing in " << GetParam().folder;
+  }
   for (const std::string& path : paths)
     EXPECT_EQ(GetParam().check(qbfa_fuzz::ReadFile(path)), "") << path;
 }

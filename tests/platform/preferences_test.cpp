@@ -191,6 +191,12 @@ const std::string kTrue = "\x09", kFalse = "\x08";
 std::string String(std::string_view text) {  // ASCII, shorter than 15 bytes
   return static_cast<char>(0x50 | text.size()) + std::string(text);
 }
+std::string Utf16String(std::u16string_view text) {  // shorter than 15 units
+  std::string string(1, static_cast<char>(0x60 | text.size()));
+  for (char16_t unit : text)
+    AppendBigEndian(&string, unit, 2);
+  return string;
+}
 std::string Date(double seconds) {
   std::string date = "\x33";
   AppendBigEndian(&date, std::bit_cast<uint64_t>(seconds), 8);
@@ -264,7 +270,9 @@ TEST_F(PreferencesTest, BinaryKeysReadAsTheirXmlFormReads) {
 TEST_F(PreferencesTest, WritingRefusesValuesThatXmlWouldChange) {
   const std::string path = home_.config_dir() + "/" + kDomain + ".plist";
   const std::vector<std::pair<const char*, std::string>> cases = {
-      {"string holding U+0000", String(std::string("a\0b", 3))},
+      // libplist reads an ASCII string only up to a U+0000 in it, but all
+      // of a UTF-16 one.
+      {"string holding U+0000", Utf16String(std::u16string_view(u"a\0b", 3))},
       {"date after the year 9999", Date(1e300)},
       {"date before the year 1", Date(-1e300)},
   };
