@@ -109,9 +109,8 @@ bool HoldsStringWithNul(plist_t root) {
     plist_t node = pending.back();
     pending.pop_back();
     uint64_t length = 0;
-    const char* text = plist_get_node_type(node) == PLIST_STRING
-                           ? plist_get_string_ptr(node, &length)
-                           : nullptr;
+    const char* text =
+        plist_get_node_type(node) == PLIST_STRING ? plist_get_string_ptr(node, &length) : nullptr;
     if (text != nullptr && std::memchr(text, '\0', length) != nullptr)
       return true;
     ForEachChild(node, [&](const char*, plist_t value) { pending.push_back(value); });

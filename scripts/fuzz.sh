@@ -106,8 +106,10 @@ for target in "${targets[@]}"; do
   if $save_corpus; then
     merged=$run/merged
     rm -rf "$merged" && mkdir -p "$merged"
-    if TMPDIR=$scratch "$fuzzer" -merge=1 "${limits[@]}" "$merged" "fuzz/corpus/$target" \
-      "$run/corpus" >"$run/merge.log" 2>&1; then
+    # Edges alone, not how often each runs: the smallest set of inputs that
+    # reaches all the code any of them reaches, which keeps the tree small.
+    if TMPDIR=$scratch "$fuzzer" -merge=1 -use_counters=0 "${limits[@]}" "$merged" \
+      "fuzz/corpus/$target" "$run/corpus" >"$run/merge.log" 2>&1; then
       rm -rf "fuzz/corpus/$target" && mv "$merged" "fuzz/corpus/$target"
     else
       echo "merge failed (see $run/merge.log): fuzz/corpus/$target left as it was"

@@ -29,7 +29,9 @@ struct Inputs {
   std::string_view extension = {};
 };
 
-std::string Source(const char* path) { return std::string(QBFA_SOURCE_DIR) + "/" + path; }
+std::string Source(const char* path) {
+  return std::string(QBFA_SOURCE_DIR) + "/" + path;
+}
 
 std::vector<Inputs> AllInputs() {
   struct Target {

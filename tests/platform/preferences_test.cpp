@@ -242,11 +242,14 @@ TEST_F(PreferencesTest, BinaryKeysReadAsTheirXmlFormReads) {
     Reading expected;
   };
   const std::vector<Case> cases = {
-      {"key holding U+0000", BinaryDictionary({{std::string("Log Stuff\0", 10), kTrue}}),
+      {"key holding U+0000",
+       BinaryDictionary({{std::string("Log Stuff\0", 10), kTrue}}),
        {false, false}},
       {"repeated key, true last",
-       BinaryDictionary({{kKey, kFalse}, {"Other", String("x")}, {kKey, kTrue}}), {true, true}},
-      {"repeated key, false last", BinaryDictionary({{kKey, kTrue}, {kKey, kFalse}}),
+       BinaryDictionary({{kKey, kFalse}, {"Other", String("x")}, {kKey, kTrue}}),
+       {true, true}},
+      {"repeated key, false last",
+       BinaryDictionary({{kKey, kTrue}, {kKey, kFalse}}),
        {false, true}},
       {"repeated key in XML",
        "<plist version=\"1.0\"><dict><key>Log Stuff</key><false/><key>Other</key><string>x"

@@ -1,1 +1,0 @@
-SELECT * FROM nothing; SELECT * FROM nosuch;

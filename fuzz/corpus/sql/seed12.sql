@@ -1,1 +1,0 @@
-SELECT * FROM sets WHERE id < 3; SELECT 2; SELECT nosuch FROM sets; SELECT 3;

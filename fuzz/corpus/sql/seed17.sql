@@ -1,1 +1,0 @@
-SELECT id, set_comment AS c, 'lit', 5, NULL, rowid FROM sets WHERE id = 3

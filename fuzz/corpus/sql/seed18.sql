@@ -1,1 +1,0 @@
-SELECT a, "b", 'c', -5, NULL, t.d AS e, f g FROM sets AS t WHERE 5 >= id

@@ -1,1 +1,0 @@
-select * from REL where PARENTID='1' AND (childtype == 2 OR NOT childid <> 'x') AND childid IS NOT NULL;

@@ -1,1 +1,0 @@
-SELECT * FROM "odd name" WHERE [a b] = '01' OR "c""d" = 'one' OR e = '1e3'

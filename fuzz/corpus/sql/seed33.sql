@@ -1,1 +1,0 @@
-SELECT * FROM fonts WHERE id = x'41'

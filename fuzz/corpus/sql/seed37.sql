@@ -1,2 +1,0 @@
-SELECT * FROM fonts WHERE id = -- c
-1

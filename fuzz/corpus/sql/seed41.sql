@@ -1,1 +1,0 @@
-SELECT DISTINCT font_family FROM fonts ORDER BY id
