@@ -12,8 +12,9 @@
 # start from too. --save-corpus then merges that back, minimised, into
 # fuzz/corpus/<target>/.
 #
-# At the end a table gives each target's executions, coverage (edges and
-# features) and findings. Every finding - a crash, sanitizer report, failed
+# At the end a table gives each target's time, executions, the coverage of
+# its working corpus (edges and features, as libFuzzer counts them), the
+# size of that corpus and its findings. Every finding - a crash, sanitizer report, failed
 # check, leak, timeout or runaway memory - is copied under its libFuzzer
 # name (crash-<sha1>, ...) into the target's folder of findings, which the
 # ordinary tests replay; the script then exits with status 1.
@@ -87,9 +88,13 @@ for target in "${targets[@]}"; do
     "$run/corpus" "fuzz/corpus/$target" "${findings_dir[$target]}" >"$run/log" 2>&1 || true
   elapsed=$((SECONDS - started > 0 ? SECONDS - started : 1))
 
-  # Fork mode's progress lines: "#<runs>: cov: <edges> ft: <features> corp: <inputs> ...".
-  read -r runs cov ft corp < <(grep -E '^#[0-9]+: cov:' "$run/log" | tail -1 |
-    awk '{ sub(/^#/, "", $1); sub(/:$/, "", $1); print $1, $3, $5, $7 }') || true
+  # Executions from fork mode's last progress line, "#<runs>: cov: ...".
+  runs=$(grep -E '^#[0-9]+: cov:' "$run/log" | tail -1 | sed -E 's/^#([0-9]+):.*/\1/')
+  # Its coverage figures mix edges and features, so the corpus the run
+  # leaves is read once more on its own: "INITED cov: <edges> ft:
+  # <features> corp: <inputs>/<size> ...".
+  read -r cov ft corp < <(TMPDIR=$scratch "$fuzzer" -runs=0 "${limits[@]}" "$run/corpus" 2>&1 |
+    awk '/INITED/ { split($8, c, "/"); print $4, $6, c[1] }') || true
   found=0
   for artifact in "$run"/artifacts/{crash,leak,timeout,oom}-*; do
     [ -e "$artifact" ] || continue
