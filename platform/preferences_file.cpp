@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/home.h"
+#include "platform/libplist_children.h"
 #include "platform/plist_binary_reader.h"
 #include "platform/whole_file.h"
 
@@ -49,33 +50,6 @@ std::optional<std::string> FolderFor(std::string_view application_id, std::strin
   if (!folder)
     *error = "no home folder is known for the preferences";
   return folder;
-}
-
-// Calls `visit` with the key (null in an array) and the value of each
-// child of `node`, in order; nothing unless it is a dictionary or an array.
-template <typename Visit>
-void ForEachChild(plist_t node, Visit visit) {
-  if (plist_get_node_type(node) == PLIST_DICT) {
-    plist_dict_iter entries = nullptr;
-    plist_dict_new_iter(node, &entries);
-    for (;;) {
-      char* key = nullptr;
-      plist_t value = nullptr;
-      plist_dict_next_item(node, entries, &key, &value);
-      if (value != nullptr)
-        visit(static_cast<const char*>(key), value);
-      free(key);
-      if (value == nullptr)
-        break;
-    }
-    free(entries);
-  } else if (plist_get_node_type(node) == PLIST_ARRAY) {
-    plist_array_iter items = nullptr;
-    plist_array_new_iter(node, &items);
-    for (plist_t item = nullptr; plist_array_next_item(node, items, &item), item != nullptr;)
-      visit(static_cast<const char*>(nullptr), item);
-    free(items);
-  }
 }
 
 // Leaves every dictionary in `node` holding each key once, the last one

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,10 @@ struct Inputs {
   // Only files with this extension (all but READMEs when empty).
   std::string_view extension = {};
 };
+
+void PrintTo(const Inputs& inputs, std::ostream* out) {
+  *out << inputs.target << " " << inputs.kind << " (" << inputs.folder << ")";
+}
 
 std::string Source(const char* path) {
   return std::string(QBFA_SOURCE_DIR) + "/" + path;
