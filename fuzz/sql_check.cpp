@@ -1,3 +1,4 @@
+#include <cstdlib>
 #include <string>
 
 #include "cli/json_row.h"
@@ -13,8 +14,8 @@ namespace {
 // Small, but with every path a statement can take: the font manager's three
 // tables, rowid and INTEGER PRIMARY KEY lookups, text and numeric indices
 // (single, multi-column, unique), untyped columns holding numbers and text
-// that looks like numbers, NULLs, a value long enough to overflow its page,
-// names that need quoting, an empty table and a view.
+// that looks like numbers, NULLs, names that need quoting, an empty table
+// and a view.
 constexpr char kDatabaseScript[] = R"sql(
 CREATE TABLE sets(id INTEGER PRIMARY KEY, set_displayName TEXT, set_comment);
 CREATE TABLE fonts(id INTEGER PRIMARY KEY, font_family TEXT, font_displayName TEXT,
@@ -34,7 +35,6 @@ INSERT INTO fonts VALUES(1, 'Korvel Sans', 'Korvel Sans Regular', 'Atelier', '(O
 INSERT INTO fonts VALUES(2, 'Korvel Sans', 'Korvel Sans Bold', NULL, 'TrueType', '~/b.ttf');
 INSERT INTO fonts VALUES(7, 'Ambrette', 'Ambrette', 'Northgate', 1, '/Library/Fonts/Ambrette.dfont');
 INSERT INTO fonts VALUES(-3, '', NULL, 'x', 1.5, NULL);
-INSERT INTO fonts VALUES(12, 'Long', 'Long', 'Long', 'Long', '/a/very/long/path/that/keeps/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going/and/going.otf');
 INSERT INTO rel VALUES(1, 1, 1, 1);
 INSERT INTO rel VALUES(2, 1, 1, '2');
 INSERT INTO rel VALUES(3, 1, 2, 2);
@@ -52,10 +52,13 @@ INSERT INTO "odd name" VALUES(1e3, '1e3', '1e3');
 // Made once, never changed: every input reads the same file.
 const std::string& DatabasePath() {
   static const std::string path = [] {
+    // A path longer than a page holds: its row goes on in overflow pages.
+    const std::string script = std::string(kDatabaseScript) +
+                               "INSERT INTO fonts VALUES(12, 'Long', 'Long', 'Long', 'Long', '/" +
+                               std::string(1500, 'p') + "');";
     sqlite2::writer::Database database;
     const std::string file = ScratchDirectory() + "/sql.db";
-    if (!sqlite2::writer::RunScript(kDatabaseScript, &database).ok() ||
-        !database.WriteFile(file).ok()) {
+    if (!sqlite2::writer::RunScript(script, &database).ok() || !database.WriteFile(file).ok()) {
       std::abort();
     }
     return file;
@@ -80,17 +83,18 @@ std::string Outcome(int rc, char* message) {
   return problem;
 }
 
-int PrintNothing(void*, int argc, char** argv, char** names) {
+// Each row becomes the line `qbfa sql` would print for it.
+int FormatRow(void*, int argc, char** argv, char** names) {
   static_cast<void>(JsonRow(argc, argv, names));
   return 0;
 }
 
-int PrintAndNest(void* arg, int argc, char** argv, char** names) {
+int FormatRowAndNest(void* arg, int argc, char** argv, char** names) {
   auto* run = static_cast<Run*>(arg);
   static_cast<void>(JsonRow(argc, argv, names));
   if (++run->rows == 1) {
     char* message = nullptr;
-    const int rc = sqlite_exec(run->db, run->sql, PrintNothing, nullptr, &message);
+    const int rc = sqlite_exec(run->db, run->sql, FormatRow, nullptr, &message);
     run->problem = Outcome(rc, message);
     if (!run->problem.empty())
       run->problem = "nested: " + run->problem;
@@ -108,7 +112,7 @@ std::string CheckSqlText(std::string_view input) {
     return "cannot open the database";
   Run run{db, sql.c_str(), 0, {}};
   char* message = nullptr;
-  const int rc = sqlite_exec(db, sql.c_str(), PrintAndNest, &run, &message);
+  const int rc = sqlite_exec(db, sql.c_str(), FormatRowAndNest, &run, &message);
   sqlite_close(db);
   const std::string problem = Outcome(rc, message);
   return problem.empty() ? run.problem : problem;
