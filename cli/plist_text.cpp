@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "platform/libplist_children.h"
 
 namespace {
 
@@ -93,20 +94,8 @@ std::string Data(plist_t node) {
 
 std::vector<std::pair<std::string, plist_t>> SortedEntries(plist_t dictionary) {
   std::vector<std::pair<std::string, plist_t>> entries;
-  plist_dict_iter iterator = nullptr;
-  plist_dict_new_iter(dictionary, &iterator);
-  for (;;) {
-    char* key = nullptr;
-    plist_t value = nullptr;
-    plist_dict_next_item(dictionary, iterator, &key, &value);
-    if (value == nullptr) {
-      free(key);
-      break;
-    }
-    entries.emplace_back(key, value);
-    free(key);
-  }
-  free(iterator);
+  ForEachChild(dictionary,
+               [&](const char* key, plist_t value) { entries.emplace_back(key, value); });
   std::sort(entries.begin(), entries.end(),
             [](const auto& a, const auto& b) { return a.first < b.first; });
   return entries;

@@ -39,6 +39,14 @@ void RunLookup(sqlite* db, const std::string& table, const Lookup& lookup,
                                       lookup.value.c_str()));
 }
 
+// The plug-in's font lookup, with `id` pasted between the quotes as it is:
+// text from the file becomes SQL.
+void RunFontLookup(sqlite* db, const char* id, std::vector<int>* codes) {
+  int rows = 0;
+  codes->push_back(
+      sqlite_exec_printf(db, "SELECT * FROM fonts WHERE id = '%s';", CountRow, &rows, nullptr, id));
+}
+
 int OnScannedRow(void* arg, int argc, char** argv, char** names) {
   auto* scan = static_cast<Scan*>(arg);
   if (++scan->rows > kMaxRowsPerScan)
@@ -46,6 +54,7 @@ int OnScannedRow(void* arg, int argc, char** argv, char** names) {
   if (scan->rows > kRowsLookedUp)
     return 0;
   for (int i = 0; i < argc && i < kMaxColumns; ++i) {
+    RunFontLookup(scan->db, argv[i], scan->codes);
     // A quote inside the name would end the identifier early.
     if (argv[i] == nullptr || names[i] == nullptr || std::strchr(names[i], '"') != nullptr)
       continue;

@@ -152,7 +152,7 @@ bool IsBinaryPropertyList(std::string_view bytes) {
          plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
-cf::Ref<cf::Object> ReadBinaryPropertyList(std::string_view bytes, std::string* why) {
+bool BinaryPropertyListIsSafe(std::string_view bytes, std::string* why) {
   // libplist reads nested containers recursively: the depth is measured
   // first, iteratively, so that no input can exhaust the stack.
   const int depth = BinaryNestingDepth(bytes);
@@ -160,12 +160,18 @@ cf::Ref<cf::Object> ReadBinaryPropertyList(std::string_view bytes, std::string* 
     SetWhy(why,
            "damaged binary property list (its tables or references are inconsistent, or a "
            "key holds U+0000)");
-    return nullptr;
+    return false;
   }
   if (depth > cf::kMaxPropertyListDepth) {
     SetWhy(why, "binary property list nested too deeply");
-    return nullptr;
+    return false;
   }
+  return true;
+}
+
+cf::Ref<cf::Object> ReadBinaryPropertyList(std::string_view bytes, std::string* why) {
+  if (!BinaryPropertyListIsSafe(bytes, why))
+    return nullptr;
   plist_t parsed = nullptr;
   plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &parsed);
   if (parsed == nullptr) {

@@ -9,8 +9,12 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
+#include <unordered_map>
+#include <vector>
 
 #include "platform/home.h"
+#include "platform/libplist_children.h"
+#include "platform/plist_binary_reader.h"
 #include "platform/whole_file.h"
 
 namespace {
@@ -46,6 +50,63 @@ std::optional<std::string> FolderFor(std::string_view application_id, std::strin
   if (!folder)
     *error = "no home folder is known for the preferences";
   return folder;
+}
+
+// Leaves every dictionary in `node` holding each key once, the last one
+// winning, as libplist's XML reader leaves them. Its binary reader keeps
+// every repeat, so that a lookup would find the first value while the file
+// rewritten would keep the last. The nodes are not copied: libplist copies
+// a string only up to a U+0000 in it, yet keeps its length. Recurses once
+// per level of nesting.
+void DropRepeatedKeys(plist_t node) {
+  std::unordered_map<std::string, int> count;
+  ForEachChild(node, [&](const char* key, plist_t) {
+    if (key != nullptr)
+      ++count[key];
+  });
+  for (const auto& [key, n] : count) {
+    // Removes the first entry with the key each time.
+    for (int i = 1; i < n; ++i)
+      plist_dict_remove_item(node, key.c_str());
+  }
+  std::vector<plist_t> children;
+  ForEachChild(node, [&](const char*, plist_t value) { children.push_back(value); });
+  for (plist_t child : children)
+    DropRepeatedKeys(child);
+}
+
+// Whether a string in `root` holds U+0000. Keeps a stack of its own: the
+// nesting of an XML file is bounded only by its size.
+bool HoldsStringWithNul(plist_t root) {
+  std::vector<plist_t> pending{root};
+  while (!pending.empty()) {
+    plist_t node = pending.back();
+    pending.pop_back();
+    uint64_t length = 0;
+    const char* text =
+        plist_get_node_type(node) == PLIST_STRING ? plist_get_string_ptr(node, &length) : nullptr;
+    if (text != nullptr && std::memchr(text, '\0', length) != nullptr)
+      return true;
+    ForEachChild(node, [&](const char*, plist_t value) { pending.push_back(value); });
+  }
+  return false;
+}
+
+// The value of the file's bytes; null when they are no property list, or a
+// binary one that libplist cannot be trusted with.
+UniquePlist Parse(const std::string& bytes) {
+  if (bytes.empty() || bytes.size() > UINT32_MAX)
+    return nullptr;
+  const bool binary = IsBinaryPropertyList(bytes);
+  if (binary && !BinaryPropertyListIsSafe(bytes, nullptr))
+    return nullptr;
+  plist_t parsed = nullptr;
+  plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &parsed);
+  UniquePlist root(parsed);
+  // Its depth is bounded by the check above.
+  if (binary && root)
+    DropRepeatedKeys(root.get());
+  return root;
 }
 
 }  // namespace
@@ -88,15 +149,12 @@ DomainState ReadPreferencesDomain(std::string_view application_id, UniquePlist* 
     *error = path + ": " + std::strerror(failure);
     return DomainState::kUnreadable;
   }
-  plist_t parsed = nullptr;
-  if (!bytes.empty())
-    plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &parsed);
-  root->reset(parsed);
-  if (parsed == nullptr) {
+  *root = Parse(bytes);
+  if (!*root) {
     *error = path + " is not a property list";
     return DomainState::kUnreadable;
   }
-  if (plist_get_node_type(parsed) != PLIST_DICT) {
+  if (plist_get_node_type(root->get()) != PLIST_DICT) {
     root->reset();
     *error = path + " does not hold a dictionary";
     return DomainState::kUnreadable;
@@ -104,10 +162,41 @@ DomainState ReadPreferencesDomain(std::string_view application_id, UniquePlist* 
   return DomainState::kPresent;
 }
 
+std::optional<std::string> PreferencesFileXml(plist_t root, std::string* error) {
+  // libplist writes such a string cut short or with the byte as it is.
+  if (HoldsStringWithNul(root)) {
+    *error = "a string holds U+0000, which an XML property list cannot carry";
+    return std::nullopt;
+  }
+  char* xml = nullptr;
+  uint32_t length = 0;
+  plist_to_xml(root, &xml, &length);
+  if (xml == nullptr) {
+    *error = std::strerror(ENOMEM);
+    return std::nullopt;
+  }
+  std::string bytes(xml, length);
+  plist_to_xml_free(xml);
+  // libplist writes a date it cannot format, one far from the present, as
+  // an empty element, which reads back as 2001-01-01. Nothing else writes
+  // this text: a string's "<" is escaped.
+  if (bytes.find("<date/>") != std::string::npos) {
+    *error = "a date lies outside the years an XML property list can carry";
+    return std::nullopt;
+  }
+  return bytes;
+}
+
 bool WritePreferencesDomain(std::string_view application_id, plist_t root, std::string* error) {
   std::optional<std::string> folder = FolderFor(application_id, error);
   if (!folder)
     return false;
+  const std::string path = *folder + "/" + FileName(application_id);
+  std::optional<std::string> xml = PreferencesFileXml(root, error);
+  if (!xml) {
+    *error = path + ": " + *error;
+    return false;
+  }
   std::error_code ignored;
   std::filesystem::create_directories(*folder, ignored);
   int fd = OpenFolder(*folder);
@@ -115,16 +204,10 @@ bool WritePreferencesDomain(std::string_view application_id, plist_t root, std::
     *error = *folder + ": " + std::strerror(errno);
     return false;
   }
-  char* xml = nullptr;
-  uint32_t length = 0;
-  plist_to_xml(root, &xml, &length);
-  int failure = xml == nullptr ? ENOMEM
-                               : WriteWholeFileAtomically(fd, FileName(application_id),
-                                                          std::string_view(xml, length));
-  plist_to_xml_free(xml);
+  int failure = WriteWholeFileAtomically(fd, FileName(application_id), *xml);
   close(fd);
   if (failure != 0) {
-    *error = *folder + "/" + FileName(application_id) + ": " + std::strerror(failure);
+    *error = path + ": " + std::strerror(failure);
     return false;
   }
   return true;

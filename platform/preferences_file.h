@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,12 @@ enum class DomainState { kPresent, kAbsent, kUnreadable };
 // at its root: `error` says which.
 DomainState ReadPreferencesDomain(std::string_view application_id, UniquePlist* root,
                                   std::string* error);
+
+// The XML property list that WritePreferencesDomain puts in the file for
+// `root`. Nothing, with `error` set, when libplist would write a value that
+// reads back as another: a string holding U+0000 (which XML cannot carry),
+// or a date it cannot format.
+std::optional<std::string> PreferencesFileXml(plist_t root, std::string* error);
 
 // Replaces the file with `root` as an XML property list, atomically, creating
 // the folder when needed. False with `error` set when that fails.

@@ -7,7 +7,7 @@
 #   4. builds the watcher's tests with ThreadSanitizer and runs them,
 #   5. builds what is shipped with Clang, installs it and makes the Debian
 #      package, and runs both without the build tree,
-#   6. fuzzes for about a minute.
+#   6. fuzzes every parser of outside input for about a minute in all.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -58,19 +58,8 @@ CC=clang CXX=clang++ cmake -S . -B build/ci-clang-release -DQBFA_WERROR=ON \
 cmake --build build/ci-clang-release -j"$jobs"
 bash tests/packaging/installed_tree_test.sh build/ci-clang-release
 
-# About a minute of fuzzing: the database fuzzer for 40 s, seeded with the
-# fixtures, then the property-list fuzzer for 20 s, seeded with its corpus.
-# Any crash, sanitizer report or hang fails the run and leaves the input in
-# build/ci-fuzz/ for a regression file under tests/sqlite2/hostile or
-# tests/platform/hostile_plists.
-echo "=== build/ci-fuzz"
-CC=clang CXX=clang++ cmake -S . -B build/ci-fuzz -DQBFA_WERROR=ON -DQBFA_BUILD_FUZZ=ON >/dev/null
-cmake --build build/ci-fuzz -j"$jobs"
-mkdir -p build/ci-fuzz/corpus build/ci-fuzz/plist_corpus
-build/ci-fuzz/fuzz/database_fuzzer -max_total_time=40 -max_len=32768 -timeout=10 \
-  -rss_limit_mb=2048 -artifact_prefix=build/ci-fuzz/ build/ci-fuzz/corpus ../shared/fixtures
-build/ci-fuzz/fuzz/plist_parser_fuzzer -max_total_time=20 -max_len=8192 -timeout=10 \
-  -rss_limit_mb=2048 -dict=fuzz/plist_parser.dict -artifact_prefix=build/ci-fuzz/ \
-  build/ci-fuzz/plist_corpus fuzz/corpus/plist_parser
+# About a minute of fuzzing in all, shared by every fuzz target. A finding
+# fails the run and is left under tests/ as a regression file.
+bash scripts/fuzz.sh 1
 
 echo "All tests passed."

@@ -5,11 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/preferences_file.h"
@@ -144,35 +147,80 @@ std::string DeepestXml() {
   return xml + tail;
 }
 
+void AppendBigEndian(std::string* out, uint64_t value, int size) {
+  for (int k = size - 1; k >= 0; --k)
+    out->push_back(static_cast<char>(value >> (8 * k)));
+}
+
+// The end of a binary property list whose objects start at `offsets`, the
+// first being the top: the offset table and the trailer.
+std::string BinaryTail(size_t table, const std::vector<uint64_t>& offsets, int offset_size,
+                       int ref_size) {
+  std::string tail;
+  for (uint64_t offset : offsets)
+    AppendBigEndian(&tail, offset, offset_size);
+  tail += std::string(6, '\0');
+  tail += static_cast<char>(offset_size);
+  tail += static_cast<char>(ref_size);
+  AppendBigEndian(&tail, offsets.size(), 8);
+  AppendBigEndian(&tail, 0, 8);
+  AppendBigEndian(&tail, table, 8);
+  return tail;
+}
+
 std::string DeepestBinary() {
   // Objects 0 .. n-1, each an array holding the next; 4-byte references and
   // offsets. Object i takes 5 bytes plus its 4-byte offset.
   const size_t count = (kPreferencesFileLimit - 8 - 32) / 9;
-  auto put_be = [](std::string* out, uint64_t value, int size) {
-    for (int k = size - 1; k >= 0; --k)
-      out->push_back(static_cast<char>(value >> (8 * k)));
-  };
   std::string bytes = "bplist00";
   std::vector<uint64_t> offsets;
   for (size_t i = 0; i < count; ++i) {
     offsets.push_back(bytes.size());
     if (i + 1 < count) {
       bytes += '\xA1';
-      put_be(&bytes, i + 1, 4);
+      AppendBigEndian(&bytes, i + 1, 4);
     } else {
       bytes += '\xA0';
     }
   }
-  const size_t table = bytes.size();
-  for (uint64_t offset : offsets)
-    put_be(&bytes, offset, 4);
-  bytes += std::string(6, '\0');
-  bytes += '\x04';
-  bytes += '\x04';
-  put_be(&bytes, count, 8);
-  put_be(&bytes, 0, 8);
-  put_be(&bytes, table, 8);
-  return bytes;
+  return bytes + BinaryTail(bytes.size(), offsets, 4, 4);
+}
+
+// Encoded objects of a binary property list.
+const std::string kTrue = "\x09", kFalse = "\x08";
+std::string String(std::string_view text) {  // ASCII, shorter than 15 bytes
+  return static_cast<char>(0x50 | text.size()) + std::string(text);
+}
+std::string Utf16String(std::u16string_view text) {  // shorter than 15 units
+  std::string string(1, static_cast<char>(0x60 | text.size()));
+  for (char16_t unit : text)
+    AppendBigEndian(&string, unit, 2);
+  return string;
+}
+std::string Date(double seconds) {
+  std::string date = "\x33";
+  AppendBigEndian(&date, std::bit_cast<uint64_t>(seconds), 8);
+  return date;
+}
+
+// A binary property list of one dictionary holding `entries` in this
+// order, repeats and all, which no writer of dictionaries would make.
+std::string BinaryDictionary(const std::vector<std::pair<std::string, std::string>>& entries) {
+  const size_t n = entries.size();
+  std::string bytes = "bplist00";
+  std::vector<uint64_t> offsets{bytes.size()};
+  bytes += static_cast<char>(0xD0 | n);
+  for (size_t i = 0; i < 2 * n; ++i)
+    bytes += static_cast<char>(1 + i);  // keys 1..n, then values n+1..2n
+  for (const auto& [key, value] : entries) {
+    offsets.push_back(bytes.size());
+    bytes += String(key);
+  }
+  for (const auto& [key, value] : entries) {
+    offsets.push_back(bytes.size());
+    bytes += value;
+  }
+  return bytes + BinaryTail(bytes.size(), offsets, 2, 1);
 }
 
 TEST_F(PreferencesTest, TheDeepestFilesWithinTheLimitAreReadWithoutHarm) {
@@ -181,6 +229,67 @@ TEST_F(PreferencesTest, TheDeepestFilesWithinTheLimitAreReadWithoutHarm) {
     ASSERT_LE(bytes.size(), kPreferencesFileLimit);
     WriteFile(path, bytes);
     EXPECT_EQ(Read(), (Reading{false, false}));
+  }
+}
+
+// Binary lists can hold what XML cannot: a key holding U+0000 (on which
+// libplist would abort), and one key twice, which reads as in XML.
+TEST_F(PreferencesTest, BinaryKeysReadAsTheirXmlFormReads) {
+  const std::string path = home_.config_dir() + "/" + kDomain + ".plist";
+  struct Case {
+    const char* what;
+    std::string bytes;
+    Reading expected;
+  };
+  const std::vector<Case> cases = {
+      {"key holding U+0000",
+       BinaryDictionary({{std::string("Log Stuff\0", 10), kTrue}}),
+       {false, false}},
+      {"repeated key, true last",
+       BinaryDictionary({{kKey, kFalse}, {"Other", String("x")}, {kKey, kTrue}}),
+       {true, true}},
+      {"repeated key, false last",
+       BinaryDictionary({{kKey, kTrue}, {kKey, kFalse}}),
+       {false, true}},
+      {"repeated key in XML",
+       "<plist version=\"1.0\"><dict><key>Log Stuff</key><false/><key>Other</key><string>x"
+       "</string><key>Log Stuff</key><true/></dict></plist>",
+       {true, true}},
+  };
+  for (const Case& c : cases) {
+    WriteFile(path, c.bytes);
+    EXPECT_EQ(Read(), c.expected) << c.what;
+  }
+  UniquePlist root;
+  std::string error;
+  WriteFile(path, cases[1].bytes);
+  ASSERT_EQ(ReadPreferencesDomain(kDomain, &root, &error), DomainState::kPresent) << error;
+  EXPECT_EQ(plist_dict_get_size(root.get()), 2u);
+}
+
+// Values that libplist would write as other values: `defaults write`
+// refuses to rewrite such a file rather than change a key it was not asked
+// to change.
+TEST_F(PreferencesTest, WritingRefusesValuesThatXmlWouldChange) {
+  const std::string path = home_.config_dir() + "/" + kDomain + ".plist";
+  const std::vector<std::pair<const char*, std::string>> cases = {
+      // libplist reads an ASCII string only up to a U+0000 in it, but all
+      // of a UTF-16 one.
+      {"string holding U+0000", Utf16String(std::u16string_view(u"a\0b", 3))},
+      {"date after the year 9999", Date(1e300)},
+      {"date before the year 1", Date(-1e300)},
+  };
+  for (const auto& [what, value] : cases) {
+    const std::string bytes = BinaryDictionary({{"Other", value}});
+    WriteFile(path, bytes);
+    UniquePlist root;
+    std::string error;
+    ASSERT_EQ(ReadPreferencesDomain(kDomain, &root, &error), DomainState::kPresent) << what;
+    plist_dict_set_item(root.get(), kKey, plist_new_bool(1));
+    EXPECT_FALSE(WritePreferencesDomain(kDomain, root.get(), &error)) << what;
+    EXPECT_TRUE(error.starts_with(path)) << error;
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), bytes) << what;
   }
 }
 

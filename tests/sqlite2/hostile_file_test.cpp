@@ -1,61 +1,18 @@
-// Damaged and hostile files end cleanly: every fixture and every file the
-// fuzzer ever found a fault with is read every way a reader reads it, and
-// neither the file nor a journal beside it changes. The sanitizer build
-// turns any out-of-bounds read or leak on the way into a failure.
+// Hostile files built to order end cleanly. (Every fixture and every file
+// the fuzzer found a fault with is replayed by tests/fuzz.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "fuzz/read_all.h"
 #include "sqlite2/sqlite.h"
 #include "sqlite2/writer/database.h"
-#include "tests/sqlite2/fixture_dump.h"
 #include "tests/sqlite2/read_support.h"
 #include "tests/sqlite2/writer/scratch_dir.h"
 
 namespace sqlite2::testing {
 namespace {
-
-namespace fs = std::filesystem;
-
-// The fixtures, and the fuzzer's findings kept under tests/sqlite2/hostile.
-std::vector<std::string> HostileFiles() {
-  std::vector<std::string> paths;
-  for (const std::string& name : FixtureNames())
-    paths.push_back(FixturePath(name, ".db"));
-  const fs::path findings = fs::path(QBFA_SOURCE_DIR) / "tests/sqlite2/hostile";
-  for (const auto& entry : fs::directory_iterator(findings)) {
-    if (entry.path().extension() == ".db")
-      paths.push_back(entry.path().string());
-  }
-  std::sort(paths.begin(), paths.end());
-  return paths;
-}
-
-class HostileFile : public ::testing::TestWithParam<std::string> {};
-
-TEST_P(HostileFile, EndsCleanlyAndStaysAsItWas) {
-  const FileWitness database(GetParam()), journal(GetParam() + "-journal");
-  for (int rc : qbfa_fuzz::ReadAll(GetParam())) {
-    // Fine, no such table or syntax, aborted by the reader, or damage.
-    EXPECT_TRUE(rc == SQLITE_OK || rc == SQLITE_ERROR || rc == SQLITE_ABORT || rc == SQLITE_CORRUPT)
-        << rc;
-  }
-  EXPECT_EQ(database.Changes(), "");
-  EXPECT_EQ(journal.Changes(), "");
-}
-
-INSTANTIATE_TEST_SUITE_P(Files, HostileFile, ::testing::ValuesIn(HostileFiles()),
-                         [](const auto& info) {
-                           std::string name = fs::path(info.param).stem().string();
-                           std::replace_if(
-                               name.begin(), name.end(), [](char c) { return !std::isalnum(c); },
-                               '_');
-                           return name;
-                         });
 
 // Table cells that all point at one long overflow chain: each is a sound
 // row on its own, but together they would have a scan copy the chain once
