@@ -128,14 +128,14 @@ int ShowToplevel(const std::string& name, const std::optional<std::string>& app_
 }  // namespace
 
 ToplevelProcess::ToplevelProcess(const std::string& display,
-                                 const std::optional<std::string>& app_id,
-                                 const std::string& title) {
+                                 const std::optional<std::string>& app_id, const std::string& title,
+                                 WindowUser user) {
   int shown[2];
   if (pipe2(shown, O_CLOEXEC) != 0)
     return;
   process_ = StartChildProcess([&] {
     close(shown[0]);
-    if (!BecomeDesktopUser())
+    if (user == WindowUser::kSwayUser && !BecomeDesktopUser())
       return 126;
     // After the change of user, which clears it.
     prctl(PR_SET_PDEATHSIG, SIGTERM);

@@ -10,14 +10,17 @@
 
 namespace qbfa_test {
 
-// Runs as the desktop's user (see BecomeDesktopUser) and shows its window on
-// `display` (an absolute socket path) until this is destroyed. The window is
-// titled `title`, for sway's criteria to find it, and has `app_id` when one
-// is given.
+// Who a window's process runs as: the user sway runs as (see
+// BecomeDesktopUser), or the test's own user, as GNOME Shell runs.
+enum class WindowUser { kSwayUser, kTestUser };
+
+// Shows its window on `display` (an absolute socket path) until this is
+// destroyed. The window is titled `title`, for the desktop to find it by,
+// and has `app_id` when one is given.
 class ToplevelProcess {
  public:
   ToplevelProcess(const std::string& display, const std::optional<std::string>& app_id,
-                  const std::string& title);
+                  const std::string& title, WindowUser user = WindowUser::kSwayUser);
   ToplevelProcess(const ToplevelProcess&) = delete;
   ToplevelProcess& operator=(const ToplevelProcess&) = delete;
   ~ToplevelProcess();
@@ -25,6 +28,8 @@ class ToplevelProcess {
   // True once the compositor has the window's first frame: the window is
   // mapped, and sway has given it the focus.
   bool shown() const { return shown_; }
+  // The window's process, as the desktop knows it.
+  pid_t pid() const { return process_; }
 
  private:
   pid_t process_ = -1;
