@@ -13,6 +13,9 @@ packages=(
   # The host's Wayland source (libwayland-bin has wayland-scanner), and the
   # desktop its tests run: a headless sway and a client on xdg-shell.
   libwayland-dev libwayland-bin wayland-protocols sway
+  # GNOME Shell 43, run headless by the tests of qbfa's extension in it, and
+  # gjs, which loads the extension's form for later shells outside it.
+  gnome-shell gjs
   # The XML libraries bench/parse_bench.cpp compares the reader with.
   libpugixml-dev libexpat1-dev libxml2-dev
 )
