@@ -21,6 +21,7 @@
 #include "tests/host/wayland_toplevel.h"
 #include "tests/reader/qbfa_process.h"
 #include "tests/support/background_process.h"
+#include "tests/support/environment.h"
 #include "tests/support/host_session.h"
 #include "tests/support/logged_host.h"
 #include "tests/support/session_bus.h"

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <thread>
 
-#include "tests/support/child_process.h"
+#include "tests/support/environment.h"
 
 namespace qbfa_test {
 namespace {
@@ -31,17 +31,20 @@ constexpr char kRemoteDesktop[] = "org.gnome.Mutter.RemoteDesktop";
 constexpr uint32_t kAltKeysym = 0xffe9;  // Alt_L
 constexpr uint32_t kTabKeysym = 0xff09;
 
-// A bus of its own as the system bus: the shell leaves at once without one,
-// and needs nothing on it.
-constexpr char kSystemBusConfiguration[] = R"(<busconfig>
-  <type>system</type>
-  <listen>unix:tmpdir=/tmp</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/>
-  </policy>
-</busconfig>
-)";
+// A bus of its own as the system bus, listening on `socket`: the shell
+// leaves at once without one, and needs nothing on it.
+std::string SystemBusConfiguration(const std::string& socket) {
+  return "<busconfig>\n"
+         "  <type>system</type>\n"
+         "  <listen>unix:path=" +
+         socket +
+         "</listen>\n"
+         "  <auth>EXTERNAL</auth>\n"
+         "  <policy context=\"default\">\n"
+         "    <allow send_destination=\"*\"/><allow receive_sender=\"*\"/><allow own=\"*\"/>\n"
+         "  </policy>\n"
+         "</busconfig>\n";
+}
 
 // The user's settings, in the file GSETTINGS_BACKEND=keyfile reads. Alt+Tab
 // goes through windows rather than applications, so that a test can move
@@ -105,21 +108,6 @@ bool ReadVariant(sd_bus_message* message, char type, Value* value) {
 
 }  // namespace
 
-std::string ProgramOnPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::string folders = path != nullptr ? path : "";
-  for (size_t start = 0; start <= folders.size();) {
-    size_t end = folders.find(':', start);
-    if (end == std::string::npos)
-      end = folders.size();
-    const std::string file = folders.substr(start, end - start) + "/" + program;
-    if (access(file.c_str(), X_OK) == 0)
-      return file;
-    start = end + 1;
-  }
-  return "";
-}
-
 std::string WhyGnomeShellCannotRun() {
   for (const char* program : {"gnome-shell", "gjs", "dbus-daemon"}) {
     if (ProgramOnPath(program).empty())
@@ -162,7 +150,7 @@ bool HeadlessGnomeShell::Start(const GnomeShellSetup& setup) {
   }
 
   const std::string system_configuration = directory + "/system-bus.conf";
-  std::ofstream(system_configuration) << kSystemBusConfiguration;
+  std::ofstream(system_configuration) << SystemBusConfiguration(directory + "/system_bus_socket");
   system_bus_.emplace(std::vector<std::string>{ProgramOnPath("dbus-daemon"),
                                                "--config-file=" + system_configuration,
                                                "--print-address", "--nofork"});

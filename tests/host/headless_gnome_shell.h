@@ -17,9 +17,6 @@
 
 namespace qbfa_test {
 
-// The file that runs `program` from PATH; empty when there is none.
-std::string ProgramOnPath(const std::string& program);
-
 // Why this machine cannot run GNOME Shell for the tests (it, its JavaScript
 // runtime or the bus daemon is not installed); empty when it can.
 std::string WhyGnomeShellCannotRun();

@@ -15,6 +15,7 @@
 
 #include "tests/support/background_process.h"
 #include "tests/support/child_process.h"
+#include "tests/support/environment.h"
 
 namespace qbfa_test {
 namespace {
@@ -30,20 +31,6 @@ exec sh -c 'printf "%s\n%s\n" "$WAYLAND_DISPLAY" "$SWAYSOCK" >"$XDG_RUNTIME_DIR/
 
 bool RunningAsRoot() {
   return geteuid() == 0;
-}
-
-bool OnPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::string folders = path != nullptr ? path : "";
-  for (size_t start = 0; start <= folders.size();) {
-    size_t end = folders.find(':', start);
-    if (end == std::string::npos)
-      end = folders.size();
-    if (access((folders.substr(start, end - start) + "/" + program).c_str(), X_OK) == 0)
-      return true;
-    start = end + 1;
-  }
-  return false;
 }
 
 std::string ReadFile(const std::string& path) {
@@ -70,7 +57,7 @@ bool BecomeDesktopUser() {
 }
 
 std::string WhySwayCannotRun() {
-  if (!OnPath("sway") || !OnPath("swaymsg"))
+  if (ProgramOnPath("sway").empty() || ProgramOnPath("swaymsg").empty())
     return "sway is not installed (scripts/install-deps.sh installs it)";
   if (RunningAsRoot() && getpwnam(kUnprivilegedUser) == nullptr)
     return std::string("sway refuses to run as root, and there is no user '") + kUnprivilegedUser +
