@@ -160,19 +160,20 @@ class GnomeShellBridgeWithoutHostTest : public GnomeShellBridgeTest {
 };
 
 TEST_F(GnomeShellBridgeWithoutHostTest, ReportsEachMoveOfTheFocusToAnotherApplication) {
+  const pid_t first_editor = Open(kEditor, "editor").pid();
+  // No window in front is no application; the one that comes back after it
+  // has not switched.
+  windows_.clear();
+  ASSERT_TRUE(shell_->AwaitFocus(std::nullopt)) << shell_->error();
   const ToplevelProcess& editor = Open(kEditor, "editor");
   Open(kEditor, "second editor");
   AltTabTo("editor");
-  // The overview takes the focus from every window, and gives it back.
-  ASSERT_TRUE(shell_->SetOverviewActive(true)) << shell_->error();
-  ASSERT_TRUE(shell_->SetOverviewActive(false)) << shell_->error();
-  ASSERT_TRUE(shell_->AwaitFocus("editor")) << shell_->error();
   const ToplevelProcess& viewer = Open(kViewer, "viewer");
   AltTabTo("editor");
   AltTabTo("viewer");
 
   const std::vector<FrontReport> expected = {
-      {kEditorApplication, editor.pid()},
+      {kEditorApplication, first_editor},
       {kViewer, viewer.pid()},
       {kEditorApplication, editor.pid()},
       {kViewer, viewer.pid()},

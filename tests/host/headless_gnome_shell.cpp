@@ -299,7 +299,7 @@ std::optional<std::string> HeadlessGnomeShell::FocusedTitle() {
   sd_bus_message* reply = nullptr;
   if (sd_bus_call_method(bus_, kShell, "/org/gnome/Shell/Introspect", "org.gnome.Shell.Introspect",
                          "GetWindows", nullptr, &reply, "") < 0) {
-    return std::nullopt;
+    return "(the shell does not say which window has the focus)";
   }
   std::optional<std::string> focused;
   sd_bus_message_enter_container(reply, SD_BUS_TYPE_ARRAY, "{ta{sv}}");
@@ -320,9 +320,11 @@ std::optional<std::string> HeadlessGnomeShell::FocusedTitle() {
   return focused;
 }
 
-bool HeadlessGnomeShell::AwaitFocus(const std::string& title) {
-  if (!AwaitWithPatience([&] { return FocusedTitle() == title; }))
-    return Failed("the window titled '" + title + "' did not get the focus");
+bool HeadlessGnomeShell::AwaitFocus(const std::optional<std::string>& title) {
+  if (!AwaitWithPatience([&] { return FocusedTitle() == title; })) {
+    return Failed(title ? "the window titled '" + *title + "' did not get the focus"
+                        : "a window kept the focus");
+  }
   return true;
 }
 

@@ -65,22 +65,23 @@ class HeadlessGnomeShell {
   // until the shell has; false with error() set when it does not.
   bool SetExtensionEnabled(const std::string& uuid, bool enabled);
 
-  // Opens or leaves the overview, as the Super key does.
-  bool SetOverviewActive(bool active);
-
   // Types Alt+Tab on the shell's keyboard, Tab `times` times while Alt is
   // down: the focus goes to the window that had it that many windows ago.
   bool AltTab(int times = 1);
-  // Waits until the window titled `title` has the focus; false with error()
-  // set when it does not get it.
-  bool AwaitFocus(const std::string& title);
+  // Waits until the window titled `title` has the focus, or with nullopt,
+  // until no window has it; false with error() set when that does not come.
+  bool AwaitFocus(const std::optional<std::string>& title);
 
  private:
   bool Start(const GnomeShellSetup& setup);
   bool StartKeyboard();
+  // Opens or leaves the overview, as the Super key does.
+  bool SetOverviewActive(bool active);
   // The extension's state as the shell tells it (1: enabled); nothing when
   // the shell does not know it.
   std::optional<double> ExtensionState(const std::string& uuid);
+  // The title of the window that has the focus; nullopt when none has it,
+  // and what went wrong when the shell does not answer.
   std::optional<std::string> FocusedTitle();
   bool Key(uint32_t keysym, bool pressed);
   // Fails with error() naming `what`, the bus error and the shell's log.
