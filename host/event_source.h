@@ -29,6 +29,10 @@ struct EventSourceReport {
   // is not set"). A host started at login with a piece of the session
   // missing keeps running, so it says which piece.
   std::string missing;
+  // What keeps a desktop that is there from telling the host of switches,
+  // and how the user fixes it (a bridge that is not enabled), for the host
+  // to warn of.
+  std::string warning;
 };
 
 struct EventSourceStarter {

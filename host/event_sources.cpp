@@ -1,9 +1,13 @@
+#include <systemd/sd-bus.h>
+
 #include <cstdlib>
 #include <optional>
 
 #include "hookwright/hkwprintf.h"
+#include "host/desktop_bridge.h"
 #include "host/event_source.h"
 #include "host/front_switch_signal.h"
+#include "host/session_bus_source.h"
 #include "host/stop_signals.h"
 #include "host/wayland_front_switch.h"
 #include "host/x11_front_switch.h"
@@ -44,6 +48,22 @@ RunningEventSource Listening(std::unique_ptr<Source> source, std::string switche
   return source;
 }
 
+// Asks a desktop on the session bus whether it runs qbfa's bridge. The
+// bridge's reports arrive through the session bus source; this only tells
+// the start-up line, or the user, how things stand.
+RunningEventSource CheckBridge(const DesktopBridge& bridge, EventSourceReport* report) {
+  sd_bus* bus = nullptr;
+  if (!SessionBusConfigured() || sd_bus_open_user(&bus) < 0)
+    return NothingToWatch();
+  BridgeStatus status = bridge.ask(bus);
+  sd_bus_flush_close_unref(bus);
+  if (status.state == BridgeStatus::kRunning)
+    report->switches_from = bridge.bridge;
+  else if (status.state == BridgeStatus::kNotRunning)
+    report->warning = BridgeWarning(bridge, status);
+  return NothingToWatch();
+}
+
 }  // namespace
 
 std::vector<EventSourceStarter> HostEventSources() {
@@ -78,18 +98,35 @@ std::vector<EventSourceStarter> HostEventSources() {
                  &report->error),
              "wayland (" + *display + ")", report);
        }},
-      {.name = "qbfa switch signals",
+      {.name = "the session bus",
        .start = [](hookwright::RunLoop& loop, EventSourceReport* report) -> RunningEventSource {
          if (!SessionBusConfigured()) {
            report->missing =
                "no session bus (DBUS_SESSION_BUS_ADDRESS is not set and XDG_RUNTIME_DIR has no "
-               "bus): listeners are not told of publications, and `qbfa switch` cannot reach "
-               "this host";
+               "bus): listeners are not told of publications, and neither `qbfa switch` nor a "
+               "desktop bridge can reach this host";
            return NothingToWatch();
          }
-         return Listening(FrontSwitchSignalSource::Start(
-                              loop, [] { ReportFrontSwitch("qbfa switch"); }, &report->error),
-                          "session bus", report);
+         auto source = SessionBusSource::Start(
+             loop,
+             {.on_switch_signal = [] { ReportFrontSwitch("qbfa switch"); },
+              .on_reported_switch = [] { ReportFrontSwitch("desktop bridge"); }},
+             &report->error);
+         if (source && source->queued_for_name()) {
+           hkwprintf(
+               "qbfa host: another host owns %s: desktop bridges report to that one until "
+               "it ends\n",
+               kHostBusName);
+         }
+         return Listening(std::move(source), "session bus", report);
        }},
+      {.name = "the GNOME Shell bridge",
+       .watches_desktop = true,
+       .start = [](hookwright::RunLoop&,
+                   EventSourceReport* report) { return CheckBridge(kGnomeShellBridge, report); }},
+      {.name = "the KWin bridge",
+       .watches_desktop = true,
+       .start = [](hookwright::RunLoop&,
+                   EventSourceReport* report) { return CheckBridge(kKWinBridge, report); }},
   };
 }

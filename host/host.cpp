@@ -23,16 +23,17 @@ std::string Joined(const std::vector<std::string>& parts, const char* separator)
 // Says what the host hears front-application switches from. Without a
 // desktop among them, sets marked stale wait for `qbfa switch`, which a user
 // would not guess: the warning says so, and why the desktops that are there
-// could not be watched.
+// could not be watched. A desktop that already warned, saying how to fix it,
+// needs no second warning.
 void LogSwitchSources(const std::vector<std::string>& switches_from, bool desktop_watched,
-                      const std::vector<std::string>& desktop_problems) {
+                      bool desktop_warned, const std::vector<std::string>& desktop_problems) {
   if (switches_from.empty()) {
     hkwprintf("qbfa host: no source of front-application switches\n");
   } else {
     hkwprintf("qbfa host: listening for front-application switches from %s\n",
               Joined(switches_from, ", "));
   }
-  if (desktop_watched)
+  if (desktop_watched || desktop_warned)
     return;
   const std::string why =
       desktop_problems.empty() ? "" : " (" + Joined(desktop_problems, "; ") + ")";
@@ -47,6 +48,7 @@ bool StartEventSources(hookwright::RunLoop& loop, std::vector<RunningEventSource
   std::vector<std::string> switches_from;
   std::vector<std::string> desktop_problems;
   bool desktop_watched = false;
+  bool desktop_warned = false;
   for (const EventSourceStarter& starter : HostEventSources()) {
     EventSourceReport report;
     RunningEventSource source = starter.start(loop, &report);
@@ -64,13 +66,17 @@ bool StartEventSources(hookwright::RunLoop& loop, std::vector<RunningEventSource
       else
         hkwprintf("qbfa host: %s\n", report.missing);
     }
+    if (!report.warning.empty()) {
+      hkwprintf("qbfa host: warning: %s\n", report.warning);
+      desktop_warned = true;
+    }
     if (!report.switches_from.empty()) {
       switches_from.push_back(report.switches_from);
       desktop_watched = desktop_watched || starter.watches_desktop;
     }
     running->push_back(std::move(source));
   }
-  LogSwitchSources(switches_from, desktop_watched, desktop_problems);
+  LogSwitchSources(switches_from, desktop_watched, desktop_warned, desktop_problems);
   return true;
 }
 

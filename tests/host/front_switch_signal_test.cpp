@@ -1,6 +1,7 @@
 // `qbfa switch`'s signal and the hosts' subscription to it, on a private
 // session bus.
 #include "host/front_switch_signal.h"
+#include "host/session_bus_source.h"
 
 #include <gtest/gtest.h>
 
@@ -30,21 +31,23 @@ TEST(FrontSwitchSignal, ReachesEveryHostOfTheSession) {
       loop.Stop();
   };
   std::string error;
-  auto first = FrontSwitchSignalSource::Start(
-      loop,
-      [&] {
-        ++first_heard;
-        heard();
-      },
-      &error);
+  auto first = SessionBusSource::Start(loop,
+                                       {.on_switch_signal =
+                                            [&] {
+                                              ++first_heard;
+                                              heard();
+                                            },
+                                        .on_reported_switch = [] {}},
+                                       &error);
   ASSERT_NE(first, nullptr) << error;
-  auto second = FrontSwitchSignalSource::Start(
-      loop,
-      [&] {
-        ++second_heard;
-        heard();
-      },
-      &error);
+  auto second = SessionBusSource::Start(loop,
+                                        {.on_switch_signal =
+                                             [&] {
+                                               ++second_heard;
+                                               heard();
+                                             },
+                                         .on_reported_switch = [] {}},
+                                        &error);
   ASSERT_NE(second, nullptr) << error;
 
   // Sent after both subscribed, before either loop turn: neither may be lost.
@@ -61,8 +64,7 @@ TEST(FrontSwitchSignal, WithoutABus) {
   ASSERT_TRUE(bus.running()) << bus.error();
   hookwright::RunLoop loop;
   std::string error;
-  auto source = FrontSwitchSignalSource::Start(
-      loop, [] {}, &error);
+  auto source = SessionBusSource::Start(loop, {[] {}, [] {}}, &error);
   ASSERT_NE(source, nullptr) << error;
 
   std::string log;
@@ -78,9 +80,7 @@ TEST(FrontSwitchSignal, WithoutABus) {
 
   EXPECT_FALSE(EmitFrontSwitchSignal(&error));
   EXPECT_NE(error.find("session bus"), std::string::npos) << error;
-  EXPECT_EQ(FrontSwitchSignalSource::Start(
-                loop, [] {}, &error),
-            nullptr);
+  EXPECT_EQ(SessionBusSource::Start(loop, {[] {}, [] {}}, &error), nullptr);
 }
 
 TEST(FrontSwitchSignal, ASessionNamesItsBusByAddressOrRuntimeSocket) {

@@ -182,8 +182,8 @@ TEST_F(HostWithBusTest, NamesItsSourcesOfSwitchesAndWarnsWithoutADesktop) {
       {"no desktop and no bus",
        {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}},
        "qbfa host: no session bus (DBUS_SESSION_BUS_ADDRESS is not set and XDG_RUNTIME_DIR has "
-       "no bus): listeners are not told of publications, and `qbfa switch` cannot reach this "
-       "host\nqbfa host: no source of front-application switches\n" +
+       "no bus): listeners are not told of publications, and neither `qbfa switch` nor a "
+       "desktop bridge can reach this host\nqbfa host: no source of front-application switches\n" +
            NoDesktopWarning(kNoDisplays)},
   };
   for (const Case& c : cases) {

@@ -33,6 +33,10 @@ std::string Configuration(const std::string& socket_path) {
          "    <allow eavesdrop=\"true\"/>\n"
          "    <allow own=\"*\"/>\n"
          "  </policy>\n"
+         // A desktop's session bus lifts the daemon's low default limits
+         // (its session.conf); calls in flight matter to the tests.
+         "  <limit name=\"max_replies_per_connection\">50000</limit>\n"
+         "  <limit name=\"max_match_rules_per_connection\">50000</limit>\n"
          "</busconfig>\n";
 }
 
