@@ -79,7 +79,7 @@ std::string WhyKWinCannotRun() {
   return "";
 }
 
-HeadlessKWin::HeadlessKWin() {
+HeadlessKWin::HeadlessKWin(const std::vector<std::string>& packages) {
   const std::string& directory = server_.directory();
   if (directory.empty()) {
     error_ = "cannot make KWin's runtime directory";
@@ -98,6 +98,10 @@ HeadlessKWin::HeadlessKWin() {
   home_ = directory + "/home";
   fs::create_directories(home_ + "/.config");
   fs::create_directories(home_ + "/.local/share");
+  for (const std::string& package : packages) {
+    if (!InstallPackage(package))
+      return;
+  }
 
   // /usr/bin/kwin_wayland carries a file capability, which a container
   // without it refuses to run; a copy drops it. Its name stays, as KWin's Qt

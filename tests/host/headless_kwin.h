@@ -40,7 +40,11 @@ using Environment = std::map<std::string, std::optional<std::string>>;
 // this lives.
 class HeadlessKWin {
  public:
-  HeadlessKWin();
+  // Installs the KWin script packages in `packages` (folders) before KWin
+  // starts, where a user's own packages go: $XDG_DATA_HOME/kwin/scripts/.
+  // KWin caches its listing of packages for a minute after its first look,
+  // so one installed later could not be enabled at once.
+  explicit HeadlessKWin(const std::vector<std::string>& packages = {});
   HeadlessKWin(const HeadlessKWin&) = delete;
   HeadlessKWin& operator=(const HeadlessKWin&) = delete;
   ~HeadlessKWin();
@@ -57,9 +61,6 @@ class HeadlessKWin {
   // kwriteconfig5 then writes, and its display, which Qt programs use.
   Environment SessionEnvironment() const;
 
-  // Copies the KWin script package in `folder` to where a user's own
-  // packages go: $XDG_DATA_HOME/kwin/scripts/ of KWin's home.
-  bool InstallPackage(const std::string& folder);
   // Whether KWin runs the script of that package id (or script name).
   bool IsScriptLoaded(const std::string& name);
   // Waits until IsScriptLoaded(name) is `loaded`; false when it never is.
@@ -82,6 +83,8 @@ class HeadlessKWin {
   bool Flush(const std::string& service);
 
  private:
+  // Copies a package folder into $XDG_DATA_HOME/kwin/scripts/.
+  bool InstallPackage(const std::string& folder);
   // Runs `code` as a script of its own, under a fresh name; the number in
   // that name, which the script has as `script`, or nothing (with error_
   // set) when KWin refused it.
