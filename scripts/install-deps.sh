@@ -13,6 +13,10 @@ packages=(
   # The host's Wayland source (libwayland-bin has wayland-scanner), and the
   # desktop its tests run: a headless sway and a client on xdg-shell.
   libwayland-dev libwayland-bin wayland-protocols sway
+  # KDE Plasma's compositor, on its virtual backend, for the KWin script's
+  # tests; two applications to show on it (qmlscene with two windows of one
+  # process, wev); and kwriteconfig5, with which a user enables the script.
+  kwin-wayland qtwayland5 qmlscene qml-module-qtquick-window2 wev libkf5config-bin
   # The XML libraries bench/parse_bench.cpp compares the reader with.
   libpugixml-dev libexpat1-dev libxml2-dev
 )

@@ -82,13 +82,15 @@ class HeadlessKWin {
   // all been handled. False when it does not answer.
   bool Flush(const std::string& service);
 
+  // Runs `code` as a script of its own, under a fresh name: KWin loads a
+  // name once, and stops a script named as an installed package that is not
+  // enabled. The number in that name, which the script has as `script`, or
+  // nothing (with error() set) when KWin refused it.
+  std::optional<int> RunScript(const std::string& code);
+
  private:
   // Copies a package folder into $XDG_DATA_HOME/kwin/scripts/.
   bool InstallPackage(const std::string& folder);
-  // Runs `code` as a script of its own, under a fresh name; the number in
-  // that name, which the script has as `script`, or nothing (with error_
-  // set) when KWin refused it.
-  std::optional<int> RunScript(const std::string& code);
   // Waits until a script has printed `line` (as "qbfa-test: <line>"), for
   // as long as KWin runs and `worth_it`, when given, says to go on.
   bool AwaitPrinted(const std::string& line, const std::function<bool()>& worth_it = nullptr);
