@@ -81,6 +81,7 @@ class KWinBridgeTest : public testing::Test {
     session_.emplace(kQbfa, Contents(Sample(1)));
     kwin_.emplace(std::vector<std::string>{kBridge});
     ASSERT_TRUE(kwin_->running()) << kwin_->error();
+    wayland_display_.emplace("WAYLAND_DISPLAY", kwin_->display());
   }
 
   // Runs `command` with sh as a program of the Plasma session runs it.
@@ -129,6 +130,9 @@ class KWinBridgeTest : public testing::Test {
 
   std::optional<qbfa_test::HostSession> session_;
   std::optional<qbfa_test::HeadlessKWin> kwin_;
+  // The host's, as a Plasma session gives it: KWin's socket, where the host
+  // finds nothing to follow on its own.
+  std::optional<qbfa_test::ScopedEnvironmentVariable> wayland_display_;
   std::unique_ptr<BackgroundProcess> notes_;
   std::unique_ptr<BackgroundProcess> wev_;
 };
@@ -192,7 +196,9 @@ TEST_P(KWinBridgeMovesTest, OnlyAMoveToAnotherApplicationIsASwitch) {
   const Move moves[] = {
       {"notes 2", true},   // wev to qmlscene
       {"notes 1", false},  // another window of the same qmlscene
-      {"notes 2", false}, {"wev", true}, {"notes 1", true},
+      {"notes 2", false},  // and back
+      {"wev", true},       // qmlscene to wev
+      {"notes 1", true},   // and back
   };
   for (const Move& move : moves) {
     SCOPED_TRACE(std::string("to ") + move.to);
@@ -235,6 +241,9 @@ TEST_F(KWinBridgeTest, TheHostSaysHowToEnableTheBridgeAndTheCommandWorks) {
   ASSERT_LT(start, end) << warning;
   const std::string command = warning.substr(start + 1, end - start - 1);
   EXPECT_EQ(command, EnableCommand(true));
+  // The host that cannot follow KWin on its own warns once, saying how to
+  // enable the bridge.
+  EXPECT_EQ(Count(host->Since(0), "warning"), 1u);
 
   ASSERT_NO_FATAL_FAILURE(RunInSession(command));
   ASSERT_TRUE(kwin_->AwaitScriptLoaded(kPackageId, true)) << kwin_->error();
