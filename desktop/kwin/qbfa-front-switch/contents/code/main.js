@@ -5,11 +5,12 @@ function report(window) {
     // KWin activates "no window" before each newly activated one.
     if (!window)
         return;
-    // The host's method takes (s, i) exactly: String() keeps the class a
-    // string, and `| 0` keeps the pid a whole number, which goes out as an
-    // int32 where a fraction would go out as a double.
+    // The host's method takes (s, i) exactly. resourceClass is a string
+    // (KWin 5.27 and 6 alike); callDBus sends a number as an int32 only when
+    // it holds a 32-bit integer, which `| 0` makes sure of, and as a double
+    // otherwise.
     callDBus("com.quillbox.Host", "/com/quillbox/Host", "com.quillbox.Host",
-             "ReportFrontApplication", String(window.resourceClass), window.pid | 0);
+             "ReportFrontApplication", window.resourceClass, window.pid | 0);
 }
 
 // Plasma 6 calls windows "windows"; Plasma 5 called them "clients".
