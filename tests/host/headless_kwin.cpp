@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <thread>
 
 namespace qbfa_test {
@@ -25,6 +26,9 @@ constexpr std::chrono::milliseconds kPollInterval(20);
 // Scripts say what they saw with print(), which KWin writes to its log as
 // "js: " and the text; ours start the text with this.
 constexpr char kPrinted[] = "js: qbfa-test: ";
+
+// How KWin logs an exception a script raised, or code it could not compile.
+constexpr char kScriptError[] = "kwin_scripting: ";
 
 // Runs for as long as KWin does, naming each window it gets; its first line
 // tells that KWin is up and runs scripts.
@@ -298,6 +302,16 @@ bool HeadlessKWin::AwaitPrinted(const std::string& line, const std::function<boo
     std::this_thread::sleep_for(kPollInterval);
   }
   return true;
+}
+
+std::string HeadlessKWin::ScriptErrors() const {
+  std::istringstream log(Log());
+  std::string errors;
+  for (std::string line; std::getline(log, line);) {
+    if (line.starts_with(kScriptError))
+      errors += line + "\n";
+  }
+  return errors;
 }
 
 std::string HeadlessKWin::Log() const {

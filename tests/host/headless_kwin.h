@@ -82,6 +82,10 @@ class HeadlessKWin {
   // all been handled. False when it does not answer.
   bool Flush(const std::string& service);
 
+  // The errors KWin logged for scripts: their lines of its log, with the
+  // script's file and line; empty when there were none.
+  std::string ScriptErrors() const;
+
   // Runs `code` as a script of its own, under a fresh name: KWin loads a
   // name once, and stops a script named as an installed package that is not
   // enabled. The number in that name, which the script has as `script`, or

@@ -84,6 +84,13 @@ class KWinBridgeTest : public testing::Test {
     wayland_display_.emplace("WAYLAND_DISPLAY", kwin_->display());
   }
 
+  // Whatever KWin activated, the script never failed.
+  void TearDown() override {
+    if (kwin_ && kwin_->running()) {
+      EXPECT_EQ(kwin_->ScriptErrors(), "");
+    }
+  }
+
   // Runs `command` with sh as a program of the Plasma session runs it.
   void RunInSession(const std::string& command) {
     BackgroundProcess shell({"/bin/sh", "-c", command}, kwin_->SessionEnvironment());
