@@ -6,12 +6,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "core/connection.h"
-#include "core/location.h"
-#include "platform/folders.h"
+#include "core/set_read.h"
 #include "platform/xml.h"
-#include "reader/set_reader.h"
-#include "state.h"
 
 namespace {
 
@@ -24,32 +20,18 @@ struct ReadOptions {
   std::string database;
 };
 
-// Makes the database search find `database` and nothing else, and keeps the
-// connect from starting a watcher.
-void AimSearchAt(const std::string& database) {
-  std::error_code error;
-  std::filesystem::path absolute = std::filesystem::absolute(database, error);
-  SetLibraryFolderPlaces(LibraryFolderPlaces{});
-  qbfa::SetFallbackDatabasePath(error ? database : absolute.string());
-  qbfa::ReplaceWatcherStart([](const cf::URL*) { return noErr; });
-}
-
-void CloseDatabase() {
-  if (db == nullptr)
-    return;
-  sqlite_close(db);
-  db = nullptr;
-}
-
 int Read(const ReadOptions& options) {
-  gLogStuff = options.log;
-  AimSearchAt(options.database);
-  if (QBFA_ConnectToDatabase() != noErr) {
-    CloseDatabase();
+  std::error_code error;
+  std::filesystem::path absolute = std::filesystem::absolute(options.database, error);
+  const qbfa::DatabaseSource given =
+      qbfa::GivenDatabase(error ? options.database : absolute.string());
+  qbfa::SetReadPlan plan;
+  plan.source = &given;
+  plan.log_switch = options.log;
+  qbfa::SetRead read = qbfa::ReadFontSets(plan);
+  if (read.status != noErr)
     return kConnectFailed;
-  }
-  cf::Ref<cf::Array> sets = QBFA_CopyFontSets();
-  CloseDatabase();
+  cf::Ref<cf::Array> sets = std::move(read.sets);
   // The engine's pages are free by now but lie among the tree's; hand them
   // back before the XML, as large as the tree, is written.
   malloc_trim(0);

@@ -24,19 +24,30 @@ OSStatus StartWatcher(const cf::URL* url) {
 
 namespace qbfa {
 
+const DatabaseSource& SearchedDatabase() {
+  static const DatabaseSource searched{.locate = QBFA_CopyFinalFilePath, .watch = StartWatcher};
+  return searched;
+}
+
+DatabaseSource GivenDatabase(std::string path) {
+  DatabaseSource given;
+  given.locate = [path = std::move(path)](cf::Ref<cf::URL>* url) {
+    return CopyGivenFilePath(path, url);
+  };
+  return given;
+}
+
 WatcherStart ReplaceWatcherStart(WatcherStart start) {
   std::swap(WatcherStartReplacement(), start);
   return start;
 }
 
-}  // namespace qbfa
-
-OSStatus QBFA_ConnectToDatabase() {
+OSStatus ConnectToDatabase(const DatabaseSource& source) {
   // One watcher per process: set once a start has succeeded, never reset.
   static bool installedEvent = false;
 
   cf::Ref<cf::URL> url;
-  OSStatus status = QBFA_CopyFinalFilePath(&url);
+  OSStatus status = source.locate(&url);
   if (!url) {
     hkwprintf("[QB] Cannot find FontAgent Pro database\n");
     return status;
@@ -53,8 +64,8 @@ OSStatus QBFA_ConnectToDatabase() {
     status = kQBFACannotOpenDatabaseErr;
     hkwprintf("[QB] Unable to open database \"%s\": %s\n", pathText, errorText);
     sqlite_freemem(errorText);
-  } else if (db != nullptr && !installedEvent) {
-    status = StartWatcher(url.get());
+  } else if (db != nullptr && !installedEvent && source.watch) {
+    status = source.watch(url.get());
     if (status != noErr) {
       hkwprintf(
           "[QB] Could not create thread to check for kqueue events (that means I won't know if "
@@ -65,4 +76,10 @@ OSStatus QBFA_ConnectToDatabase() {
     }
   }
   return status;
+}
+
+}  // namespace qbfa
+
+OSStatus QBFA_ConnectToDatabase() {
+  return qbfa::ConnectToDatabase(qbfa::SearchedDatabase());
 }

@@ -1,32 +1,23 @@
 #include "core/initialize.h"
 
-#include "core/connection.h"
+#include "core/set_read.h"
 #include "diag/duration.h"
 #include "hookwright/hkwprintf.h"
 #include "platform/clock.h"
 #include "platform/description.h"
 #include "platform/preferences.h"
-#include "reader/set_reader.h"
 #include "state.h"
 #include "watch/broadcast.h"
 
 extern "C" OSStatus QBFA_Initialize(void) {
-  // Read first, so that every gated line from here on, the connect's
-  // included, follows the current preference.
-  gLogStuff = CFPreferencesGetAppBooleanValue("Log Stuff", kQBBundleIdentifier, nullptr);
-
-  // A failed connect may leave the database open; the next refresh closes it.
-  if (OSStatus status = QBFA_ConnectToDatabase(); status != noErr)
-    return status;
-
-  AbsoluteTime start = UpTime();
-  cf::Ref<cf::Array> sets = QBFA_CopyFontSets();
-  // The reader closes the database itself; this only guards against a read
-  // that left it open, since it stays closed between reads.
-  if (db != nullptr) {
-    sqlite_close(db);
-    db = nullptr;
-  }
+  AbsoluteTime start{};
+  qbfa::SetReadPlan plan;
+  plan.log_switch = CFPreferencesGetAppBooleanValue("Log Stuff", kQBBundleIdentifier, nullptr);
+  plan.read_start = &start;
+  qbfa::SetRead read = qbfa::ReadFontSets(plan);
+  if (read.status != noErr)
+    return read.status;
+  cf::Ref<cf::Array> sets = std::move(read.sets);
 
   if (gLogStuff) {
     AbsoluteTime stop = UpTime();

@@ -16,9 +16,31 @@ std::string& FallbackDatabasePath() {
   return path;
 }
 
+bool Exists(const cf::URL* file) {
+  FSRef ref;
+  return CFURLGetFSRef(file, &ref);
+}
+
+// Logs what a search found, null included, when the log switch is on.
+void ShowFound(const cf::Ref<cf::URL>& found) {
+  if (gLogStuff)
+    CFShow(found);
+}
+
 }  // namespace
 
 namespace qbfa {
+
+OSStatus CopyGivenFilePath(const std::string& path, cf::Ref<cf::URL>* url) {
+  cf::Ref<cf::URL> found = cf::URL::CreateWithFileSystemPath(path);
+  if (found && !Exists(found.get()))
+    found = nullptr;
+  ShowFound(found);
+  if (!found)
+    return fnfErr;
+  *url = found;
+  return noErr;
+}
 
 std::string SetFallbackDatabasePath(std::string path) {
   std::swap(FallbackDatabasePath(), path);
@@ -61,16 +83,14 @@ OSStatus QBFA_CopyFinalFilePath(cf::Ref<cf::URL>* url) {
     status = QBFA_CopyPathForDomain(kUserDomain, &found);
   if (!found) {
     found = cf::URL::CreateWithFileSystemPath(FallbackDatabasePath());
-    FSRef ref;
-    if (found && !CFURLGetFSRef(found.get(), &ref)) {
+    if (found && !Exists(found.get())) {
       found = nullptr;
       status = fnfErr;
     }
     // A file that does exist here keeps the user domain's failure status:
     // the connection tells a fallback find apart by exactly that.
   }
-  if (gLogStuff)
-    CFShow(found);
+  ShowFound(found);
   if (found)
     *url = found;
   return status;

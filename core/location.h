@@ -24,8 +24,13 @@ cf::Ref<cf::String> QBFA_CopyExpandedString(const cf::String* path);
 
 namespace qbfa {
 
-// The database's last search place. Tests and `qbfa read` move it; returns
-// the path set before.
+// The database at `path` alone, searching nowhere else (`qbfa read`): 0 and
+// `url` written when the file exists, fnfErr when it does not. Logs the URL
+// as the search does.
+OSStatus CopyGivenFilePath(const std::string& path, cf::Ref<cf::URL>* url);
+
+// The database's last search place. Tests move it; returns the path set
+// before.
 std::string SetFallbackDatabasePath(std::string path);
 
 }  // namespace qbfa

@@ -43,12 +43,30 @@ int QBFA_AddFontSetRowCallback(void* context, int columnCount, char** values, ch
   return 0;
 }
 
+namespace {
+
+// A read starts from a closed database by connecting through `source`.
+bool EnsureConnected(const qbfa::DatabaseSource& source) {
+  if (db == nullptr)
+    qbfa::ConnectToDatabase(source);
+  return db != nullptr;
+}
+
+}  // namespace
+
 cf::Ref<cf::Dictionary> QBFA_CopyFontSetContainers() {
-  if (db == nullptr) {
-    QBFA_ConnectToDatabase();
-    if (db == nullptr)
-      return nullptr;
-  }
+  return qbfa::CopyFontSetContainers(qbfa::SearchedDatabase());
+}
+
+cf::Ref<cf::Array> QBFA_CopyFontSets() {
+  return qbfa::CopyFontSets(qbfa::SearchedDatabase());
+}
+
+namespace qbfa {
+
+cf::Ref<cf::Dictionary> CopyFontSetContainers(const DatabaseSource& source) {
+  if (!EnsureConnected(source))
+    return nullptr;
   cf::Ref<cf::Dictionary> containers = cf::Dictionary::Create();
   if (!containers)
     return nullptr;
@@ -66,13 +84,10 @@ cf::Ref<cf::Dictionary> QBFA_CopyFontSetContainers() {
   return containers;
 }
 
-cf::Ref<cf::Array> QBFA_CopyFontSets() {
-  if (db == nullptr) {
-    QBFA_ConnectToDatabase();
-    if (db == nullptr)
-      return nullptr;
-  }
-  cf::Ref<cf::Dictionary> containers = QBFA_CopyFontSetContainers();
+cf::Ref<cf::Array> CopyFontSets(const DatabaseSource& source) {
+  if (!EnsureConnected(source))
+    return nullptr;
+  cf::Ref<cf::Dictionary> containers = CopyFontSetContainers(source);
   if (containers && containers->empty())
     containers = nullptr;
   cf::Ref<cf::Array> sets;
@@ -100,3 +115,5 @@ cf::Ref<cf::Array> QBFA_CopyFontSets() {
   }
   return sets;
 }
+
+}  // namespace qbfa

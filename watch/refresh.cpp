@@ -2,10 +2,9 @@
 
 #include <cassert>
 
-#include "core/connection.h"
+#include "core/set_read.h"
 #include "hookwright/hkwprintf.h"
 #include "hookwright/main_thread.h"
-#include "reader/set_reader.h"
 #include "state.h"
 #include "watch/broadcast.h"
 
@@ -39,14 +38,12 @@ OSStatus QBFA_FrontSwitchedHandler(EventHandlerCallRef /*call*/, EventRef /*even
   gShouldUpdateSets = false;
   if (gLogStuff)
     hkwprintf("[QB] Updating font sets\n");
-  // A connect that failed after opening the file leaves it open until now.
-  if (db != nullptr)
-    sqlite_close(db);
-  db = nullptr;
-  if (QBFA_ConnectToDatabase() != noErr || db == nullptr)
-    return noErr;
-  // The reader closes the connection again, whatever it finds.
-  cf::Ref<cf::Array> newSets = QBFA_CopyFontSets();
+  // Closes first what a connect that failed after opening the file left
+  // open; the reader closes the connection again, whatever it finds.
+  qbfa::SetReadPlan plan;
+  plan.read_without_connection = false;
+  qbfa::SetRead read = qbfa::ReadFontSets(plan);
+  cf::Ref<cf::Array> newSets = std::move(read.sets);
   if (!newSets)
     return noErr;
   if (gLastKnownSets && cf::Equal(newSets.get(), gLastKnownSets.get())) {
