@@ -30,8 +30,8 @@ constexpr char kPrinted[] = "js: qbfa-test: ";
 // How KWin logs an exception a script raised, or code it could not compile.
 constexpr char kScriptError[] = "kwin_scripting: ";
 
-// Runs for as long as KWin does, naming each window it gets; its first line
-// tells that KWin is up and runs scripts.
+// Runs for as long as KWin does, naming each window it gets; the line it
+// prints at once tells that KWin is up and runs scripts.
 constexpr char kWindowWatcher[] = R"(
 workspace.clientAdded.connect(function (window) { print("qbfa-test: window " + window.caption); });
 print("qbfa-test: ready");
@@ -166,7 +166,7 @@ HeadlessKWin::~HeadlessKWin() {
   sd_bus_flush_close_unref(bus_);
 }
 
-Environment HeadlessKWin::SessionEnvironment() const {
+HeadlessKWin::Environment HeadlessKWin::SessionEnvironment() const {
   return {
       {"HOME", home_},
       {"XDG_CONFIG_HOME", home_ + "/.config"},

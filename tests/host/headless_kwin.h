@@ -33,17 +33,18 @@ std::string WhyKWinCannotRun();
     GTEST_SKIP() << why_not;                                                           \
   }
 
-using Environment = std::map<std::string, std::optional<std::string>>;
-
 // kwin_wayland on the session bus that DBUS_SESSION_BUS_ADDRESS names, with
 // its home, configuration and data under a fresh directory, for as long as
 // this lives.
 class HeadlessKWin {
  public:
+  // Variables set, or removed (nullopt), as BackgroundProcess takes them.
+  using Environment = std::map<std::string, std::optional<std::string>>;
+
   // Installs the KWin script packages in `packages` (folders) before KWin
   // starts, where a user's own packages go: $XDG_DATA_HOME/kwin/scripts/.
-  // KWin caches its listing of packages for a minute after its first look,
-  // so one installed later could not be enabled at once.
+  // KWin keeps its first listing of packages for a minute, so a package
+  // installed in that time could not be enabled at once.
   explicit HeadlessKWin(const std::vector<std::string>& packages = {});
   HeadlessKWin(const HeadlessKWin&) = delete;
   HeadlessKWin& operator=(const HeadlessKWin&) = delete;
