@@ -16,6 +16,10 @@ packages=(
   # GNOME Shell 43, run headless by the tests of qbfa's extension in it, and
   # gjs, which loads the extension's form for later shells outside it.
   gnome-shell gjs
+  # KDE Plasma's compositor, on its virtual backend, for the KWin script's
+  # tests; two applications to show on it (qmlscene with two windows of one
+  # process, wev); and kwriteconfig5, with which a user enables the script.
+  kwin-wayland qtwayland5 qmlscene qml-module-qtquick-window2 wev libkf5config-bin
   # The XML libraries bench/parse_bench.cpp compares the reader with.
   libpugixml-dev libexpat1-dev libxml2-dev
 )
