@@ -25,7 +25,6 @@
 #include "tests/support/host_session.h"
 #include "tests/support/logged_host.h"
 #include "tests/support/session_bus.h"
-#include "tests/support/temporary_home.h"
 #include "tests/support/watched_file.h"
 
 namespace {
@@ -103,6 +102,11 @@ const std::string kEditorApplication = std::string(kEditor) + ".desktop";
 class GnomeShellBridgeTest : public testing::Test {
  protected:
   void SetUp() override { QBFA_SKIP_WITHOUT_GNOME_SHELL(); }
+  // The shell goes while the session bus of a derived fixture is still up.
+  void TearDown() override {
+    windows_.clear();
+    shell_.reset();
+  }
 
   // Starts the shell; false, with a failure, when it does not come up.
   bool StartShell(bool enabled = true, const std::string& extension = Extension("43")) {
@@ -115,21 +119,27 @@ class GnomeShellBridgeTest : public testing::Test {
     return shell_->running();
   }
 
-  // Opens a window, which takes the focus as a new window does.
+  // Opens a window, which takes the focus as a new window does. After a
+  // failure, each step of a test does nothing, so that the test ends with
+  // the first thing that went wrong rather than waiting on every step after.
   const ToplevelProcess& Open(const char* app_id, const std::string& title) {
     windows_.push_back(std::make_unique<ToplevelProcess>(shell_->display(), app_id, title,
                                                          qbfa_test::WindowUser::kTestUser));
-    EXPECT_TRUE(windows_.back()->shown()) << title << " did not show";
-    EXPECT_TRUE(shell_->AwaitFocus(title)) << shell_->error();
+    if (!HasFailure()) {
+      EXPECT_TRUE(windows_.back()->shown()) << title << " did not show";
+      EXPECT_TRUE(shell_->AwaitFocus(title)) << shell_->error();
+    }
     return *windows_.back();
   }
 
   void AltTabTo(const std::string& title) {
+    if (HasFailure())
+      return;
     ASSERT_TRUE(shell_->AltTab()) << shell_->error();
     ASSERT_TRUE(shell_->AwaitFocus(title)) << shell_->error();
   }
 
-  // Last: the windows go before their shell.
+  // After the shell, so that the windows go first.
   std::unique_ptr<HeadlessGnomeShell> shell_;
   std::vector<std::unique_ptr<ToplevelProcess>> windows_;
 };
@@ -153,6 +163,7 @@ class GnomeShellBridgeWithoutHostTest : public GnomeShellBridgeTest {
           << "the shell logged about the extension:\n"
           << shell_->Log();
     }
+    GnomeShellBridgeTest::TearDown();
   }
 
   qbfa_test::PrivateSessionBus bus_;
@@ -191,8 +202,8 @@ TEST_F(GnomeShellBridgeWithoutHostTest, ADisabledBridgeIsSilentAndStartsAfreshWh
   AltTabTo("viewer");
   AltTabTo("editor");
   ASSERT_TRUE(shell_->SetExtensionEnabled(kGnomeShellExtensionUuid, true)) << shell_->error();
-  // The editor was the last application it reported before; enabled again,
-  // it remembers nothing from then.
+  // The viewer was the last application it reported; enabled again, it
+  // remembers nothing from before, and reports the viewer anew.
   AltTabTo("viewer");
   AltTabTo("editor");
 
@@ -220,6 +231,7 @@ class GnomeShellBridgeWithHostTest : public GnomeShellBridgeTest {
     if (host_ != nullptr) {
       EXPECT_EQ(host_->Stop(), 0);
     }
+    GnomeShellBridgeTest::TearDown();
   }
 
   void StartHost() {
