@@ -37,6 +37,13 @@ using qbfa_test::ToplevelProcess;
 const std::string kQbfa = QBFA_BINARY_DIR "/cli/qbfa";
 const std::string kStaged = QBFA_BINARY_DIR "/desktop/gnome-shell";
 constexpr char kSwitched[] = "qbfa host: front application switched (desktop bridge)";
+constexpr char kListening[] = "qbfa host: listening for front-application switches from ";
+// How the host's start-up line ends when the shell runs the extension.
+constexpr char kNamesTheBridge[] = ", GNOME Shell extension\n";
+constexpr char kBridgeOff[] =
+    "qbfa host: warning: GNOME Shell runs without qbfa's GNOME Shell extension";
+const std::string kEnable =
+    std::string("enable it with `gnome-extensions enable ") + kGnomeShellExtensionUuid + "`\n";
 
 // The extension as the build stages it for GNOME Shell `form` and later.
 std::string Extension(const std::string& form) {
@@ -292,6 +299,18 @@ class GnomeShellBridgeWithHostTest : public GnomeShellBridgeTest {
 
   std::string TreeOfDatabase() { return qbfa_test::RunQbfa({"read", session_->database()}).out; }
 
+  // What a host started now logs up to its line naming where it hears
+  // switches from; the host is stopped again.
+  std::string HostStartUp() {
+    qbfa_test::BackgroundProcess host({kQbfa, "host"});
+    EXPECT_TRUE(host.WaitForOutput(kListening, true)) << host.err();
+    host.Signal(SIGTERM);
+    EXPECT_EQ(host.Wait(), 0) << host.err();
+    const std::string err = host.err();
+    const size_t line = err.find(kListening);
+    return line == std::string::npos ? err : err.substr(0, err.find('\n', line) + 1);
+  }
+
   std::unique_ptr<qbfa_test::HostSession> session_;
   qbfa_test::LoggedHost* host_ = nullptr;
   std::unique_ptr<qbfa_test::BackgroundProcess> listener_;
@@ -334,11 +353,6 @@ TEST_F(GnomeShellBridgeWithHostTest, SwitchesBetweenApplicationsDeliverChangedSe
 }
 
 TEST_F(GnomeShellBridgeWithHostTest, TheHostSaysHowToEnableTheBridgeWhenItIsOff) {
-  const std::string listening = "qbfa host: listening for front-application switches from ";
-  const std::string off =
-      "qbfa host: warning: GNOME Shell runs without qbfa's GNOME Shell extension";
-  const std::string enable =
-      std::string("enable it with `gnome-extensions enable ") + kGnomeShellExtensionUuid + "`\n";
   struct Case {
     const char* what;
     bool installed;
@@ -352,23 +366,29 @@ TEST_F(GnomeShellBridgeWithHostTest, TheHostSaysHowToEnableTheBridgeWhenItIsOff)
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     ASSERT_TRUE(StartShell(c.enabled, c.installed ? Extension("43") : ""));
-    qbfa_test::BackgroundProcess host({kQbfa, "host"});
-    ASSERT_TRUE(host.WaitForOutput(listening, true)) << host.err();
-    const std::string err = host.err();
-    const size_t line = err.find(listening);
-    const bool named =
-        err.substr(line, err.find('\n', line) - line).ends_with(", GNOME Shell extension");
-    EXPECT_EQ(named, c.enabled) << err;
+    const std::string said = HostStartUp();
+    EXPECT_EQ(said.ends_with(kNamesTheBridge), c.enabled) << said;
     if (c.enabled) {
-      EXPECT_EQ(err.find("warning"), std::string::npos) << err;
+      EXPECT_EQ(said.find("warning"), std::string::npos) << said;
     } else {
-      const size_t warning = err.find(off);
-      ASSERT_NE(warning, std::string::npos) << err;
-      EXPECT_EQ(err.find('\n', warning) + 1, err.find(enable, warning) + enable.size()) << err;
+      const size_t warning = said.find(kBridgeOff);
+      ASSERT_NE(warning, std::string::npos) << said;
+      EXPECT_EQ(said.find('\n', warning) + 1, said.find(kEnable, warning) + kEnable.size()) << said;
     }
-    host.Signal(SIGTERM);
-    EXPECT_EQ(host.Wait(), 0) << host.err();
   }
+}
+
+TEST_F(GnomeShellBridgeWithHostTest, TheCommandTheHostGivesEnablesTheBridge) {
+  ASSERT_TRUE(StartShell(false));
+  const std::string said = HostStartUp();
+  const size_t command = said.find("`gnome-extensions ");
+  ASSERT_NE(command, std::string::npos) << said;
+  qbfa_test::BackgroundProcess user(
+      {"/bin/sh", "-c", said.substr(command + 1, said.find('`', command + 1) - command - 1)},
+      shell_->SessionEnvironment());
+  ASSERT_EQ(user.Wait(), 0) << user.err();
+  ASSERT_TRUE(shell_->AwaitExtensionState(kGnomeShellExtensionUuid, true)) << shell_->error();
+  EXPECT_TRUE(HostStartUp().ends_with(kNamesTheBridge));
 }
 
 }  // namespace

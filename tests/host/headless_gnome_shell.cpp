@@ -161,17 +161,18 @@ bool HeadlessGnomeShell::Start(const GnomeShellSetup& setup) {
   const char* session_address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
   if (session_address == nullptr)
     return Failed("the shell needs the test's session bus: DBUS_SESSION_BUS_ADDRESS is not set");
+  session_ = {
+      {"HOME", home},          {"XDG_RUNTIME_DIR", directory},   {"XDG_CONFIG_HOME", configuration},
+      {"XDG_DATA_HOME", data}, {"GSETTINGS_BACKEND", "keyfile"},
+  };
   const char* path = std::getenv("PATH");
   std::vector<std::string> environment = {
       std::string("PATH=") + (path != nullptr ? path : "/usr/bin:/bin"),
-      "HOME=" + home,
-      "XDG_RUNTIME_DIR=" + directory,
-      "XDG_CONFIG_HOME=" + configuration,
-      "XDG_DATA_HOME=" + data,
-      "GSETTINGS_BACKEND=keyfile",
       std::string("DBUS_SESSION_BUS_ADDRESS=") + session_address,
       "DBUS_SYSTEM_BUS_ADDRESS=" + system_address,
   };
+  for (const auto& [name, value] : session_)
+    environment.push_back(name + "=" + value);
   log_ = directory + "/gnome-shell.log";
   server_.Start([&] {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -202,11 +203,8 @@ bool HeadlessGnomeShell::Start(const GnomeShellSetup& setup) {
   // focus; a user leaves it to work.
   if (!SetOverviewActive(false))
     return false;
-  if (setup.enabled && !setup.extension.empty()) {
-    const std::string uuid = fs::path(setup.extension).filename();
-    if (!AwaitWithPatience([&] { return ExtensionState(uuid) == 1; }))
-      return Failed("the shell did not enable " + uuid);
-  }
+  if (setup.enabled && !setup.extension.empty())
+    return AwaitExtensionState(fs::path(setup.extension).filename(), true);
   return true;
 }
 
@@ -228,6 +226,12 @@ bool HeadlessGnomeShell::StartKeyboard() {
     return Failed("cannot start the remote desktop session", &error);
   }
   return true;
+}
+
+std::map<std::string, std::optional<std::string>> HeadlessGnomeShell::SessionEnvironment() const {
+  std::map<std::string, std::optional<std::string>> environment(session_.begin(), session_.end());
+  environment["WAYLAND_DISPLAY"] = display_;
+  return environment;
 }
 
 std::string HeadlessGnomeShell::Log() const {
@@ -259,7 +263,11 @@ bool HeadlessGnomeShell::SetExtensionEnabled(const std::string& uuid, bool enabl
                          uuid.c_str()) < 0) {
     return Failed("cannot change whether " + uuid + " is enabled", &error);
   }
-  // The shell changes the setting and acts on it when it reads it back.
+  return AwaitExtensionState(uuid, enabled);
+}
+
+// The shell changes the setting and acts on it when it reads it back.
+bool HeadlessGnomeShell::AwaitExtensionState(const std::string& uuid, bool enabled) {
   const double wanted = enabled ? 1 : 2;
   if (!AwaitWithPatience([&] { return ExtensionState(uuid) == wanted; }))
     return Failed(std::string("the shell did not ") + (enabled ? "enable " : "disable ") + uuid);

@@ -8,6 +8,7 @@
 #include <systemd/sd-bus.h>
 
 #include <cstdlib>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -60,10 +61,17 @@ class HeadlessGnomeShell {
   const std::string& display() const { return display_; }
   // What the shell has logged so far.
   std::string Log() const;
+  // The variables a program of the shell's session finds set, such as the
+  // user's `gnome-extensions`: where the user's files and settings are, and
+  // the display; as BackgroundProcess takes them.
+  std::map<std::string, std::optional<std::string>> SessionEnvironment() const;
 
   // Enables or disables the extension as `gnome-extensions` does, and waits
   // until the shell has; false with error() set when it does not.
   bool SetExtensionEnabled(const std::string& uuid, bool enabled);
+  // Waits until the shell has the extension enabled, or disabled; false
+  // with error() set when it does not come to that.
+  bool AwaitExtensionState(const std::string& uuid, bool enabled);
 
   // Types Alt+Tab on the shell's keyboard, Tab `times` times while Alt is
   // down: the focus goes to the window that had it that many windows ago.
@@ -90,6 +98,7 @@ class HeadlessGnomeShell {
   std::optional<BackgroundProcess> system_bus_;
   DisplayServer server_;
   std::string log_;
+  std::map<std::string, std::string> session_;
   std::string display_;
   std::string error_;
   // One connection for the whole test: the shell ends the keyboard's remote
