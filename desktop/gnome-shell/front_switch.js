@@ -39,8 +39,8 @@ class FrontSwitchReporter {
 
     _focusMoved() {
         const window = global.display.focus_window;
-        // The focus between windows (the overview, a closed window) is no
-        // application; whichever comes back next has not switched.
+        // No window in front (the last one closed) is no application; the
+        // one that comes back after it has not switched.
         if (!window)
             return;
         const application = applicationOf(window);

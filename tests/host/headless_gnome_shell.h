@@ -66,8 +66,9 @@ class HeadlessGnomeShell {
   // the display; as BackgroundProcess takes them.
   std::map<std::string, std::optional<std::string>> SessionEnvironment() const;
 
-  // Enables or disables the extension as `gnome-extensions` does, and waits
-  // until the shell has; false with error() set when it does not.
+  // Enables or disables the extension through the shell, as GNOME's
+  // Extensions app does, and waits until the shell has; false with error()
+  // set when it does not.
   bool SetExtensionEnabled(const std::string& uuid, bool enabled);
   // Waits until the shell has the extension enabled, or disabled; false
   // with error() set when it does not come to that.
