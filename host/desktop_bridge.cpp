@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "host/program_path.h"
+
 namespace {
 
 // A desktop that is busy starting answers late; one that answers later than
@@ -46,8 +48,10 @@ sd_bus_message* AskDesktop(sd_bus* bus, const char* destination, const char* pat
 
 // GNOME Shell's ExtensionState values the host tells apart.
 std::string ExtensionStateText(double state, const std::string& error) {
-  if (state == 2)
-    return "it is disabled";
+  // A freshly installed extension the user has not enabled yet is
+  // "initialized" (6); one the user turned off, "disabled" (2).
+  if (state == 2 || state == 6)
+    return "it is not enabled";
   if (state == 3)
     return "it failed: " + error;
   if (state == 4)
@@ -113,24 +117,10 @@ std::string GnomeShellEnableCommand() {
   return std::string("gnome-extensions enable ") + kGnomeShellExtensionUuid;
 }
 
-bool OnPath(std::string_view program) {
-  const char* path = std::getenv("PATH");
-  std::string_view folders = path != nullptr ? path : "";
-  while (!folders.empty()) {
-    size_t end = folders.find(':');
-    std::string file(folders.substr(0, end));
-    file.append("/").append(program);
-    if (access(file.c_str(), X_OK) == 0)
-      return true;
-    folders = end == std::string_view::npos ? "" : folders.substr(end + 1);
-  }
-  return false;
-}
-
 // Plasma 6 renamed the configuration tool; the one on the user's path is the
 // one that matches the running KWin.
 std::string KWinEnableCommand() {
-  const char* tool = OnPath("kwriteconfig6") ? "kwriteconfig6" : "kwriteconfig5";
+  const char* tool = !ProgramOnPath("kwriteconfig6").empty() ? "kwriteconfig6" : "kwriteconfig5";
   return std::string(tool) + " --file kwinrc --group Plugins --key " + kKWinScriptName +
          "Enabled true && dbus-send --session --type=method_call --dest=org.kde.KWin /KWin "
          "org.kde.KWin.reconfigure";

@@ -15,7 +15,6 @@
 
 #include "host/front_application_report.h"
 
-
 constexpr char kFrontApplicationMethod[] = "ReportFrontApplication";
 
 class FrontApplicationMethod {

@@ -106,7 +106,10 @@ TEST(DesktopBridge, TellsRunningFromNotRunningAndSaysWhy) {
          Field(r, "hasPrefs", "b", 0);
          Field(r, "state", "d", 2.0);
        }),
-       BridgeStatus::kNotRunning, "it is disabled"},
+       BridgeStatus::kNotRunning, "it is not enabled"},
+      {"extension installed, never enabled", &kGnomeShellBridge,
+       ExtensionInfo([](sd_bus_message* r) { Field(r, "state", "d", 6.0); }),
+       BridgeStatus::kNotRunning, "it is not enabled"},
       {"extension failed", &kGnomeShellBridge, ExtensionInfo([](sd_bus_message* r) {
          Field(r, "error", "s", "SyntaxError: missing ;");
          Field(r, "state", "d", 3.0);
@@ -148,11 +151,12 @@ TEST(DesktopBridge, TellsRunningFromNotRunningAndSaysWhy) {
 }
 
 TEST(DesktopBridge, TheWarningGivesTheCommandThatEnablesTheBridge) {
-  const BridgeStatus off{BridgeStatus::kNotRunning, "it is disabled"};
-  EXPECT_EQ(BridgeWarning(kGnomeShellBridge, off),
-            "GNOME Shell runs without qbfa's GNOME Shell extension (it is disabled), so switches "
-            "between its windows do not reach this host; enable it with `gnome-extensions enable "
-            "qbfa-front-switch@quillbox.com`");
+  const BridgeStatus off{BridgeStatus::kNotRunning, "it is not enabled"};
+  EXPECT_EQ(
+      BridgeWarning(kGnomeShellBridge, off),
+      "GNOME Shell runs without qbfa's GNOME Shell extension (it is not enabled), so switches "
+      "between its windows do not reach this host; enable it with `gnome-extensions enable "
+      "qbfa-front-switch@quillbox.com`");
   EXPECT_NE(BridgeWarning(kKWinBridge, off)
                 .find("--file kwinrc --group Plugins --key qbfa-front-switchEnabled true && "
                       "dbus-send --session --type=method_call --dest=org.kde.KWin /KWin "

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "host/desktop_bridge.h"
+#include "host/program_path.h"
 #include "tests/host/front_report_monitor.h"
 #include "tests/host/headless_gnome_shell.h"
 #include "tests/host/wayland_toplevel.h"
@@ -90,8 +91,8 @@ TEST(GnomeShellExtension, EachFormLoadsOnlyAsItsShellsLoadExtensions) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.form);
     qbfa_test::BackgroundProcess check(
-        {qbfa_test::ProgramOnPath("gjs"), "-m",
-         QBFA_SOURCE_DIR "/tests/host/gnome_shell_module_check.js", Extension(c.form)},
+        {ProgramOnPath("gjs"), "-m", QBFA_SOURCE_DIR "/tests/host/gnome_shell_module_check.js",
+         Extension(c.form)},
         {{"GI_TYPELIB_PATH", ShellTypelibPath()}});
     EXPECT_EQ(check.Wait(), 0) << check.err();
     EXPECT_EQ(check.out(), c.loaded) << check.err();

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <thread>
 
+#include "host/program_path.h"
 #include "tests/support/environment.h"
 
 namespace qbfa_test {

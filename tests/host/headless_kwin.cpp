@@ -14,6 +14,8 @@
 #include <sstream>
 #include <thread>
 
+#include "host/program_path.h"
+
 namespace qbfa_test {
 namespace {
 
@@ -36,22 +38,6 @@ constexpr char kWindowWatcher[] = R"(
 workspace.clientAdded.connect(function (window) { print("qbfa-test: window " + window.caption); });
 print("qbfa-test: ready");
 )";
-
-// The full path of `program` on PATH; empty when it is not there.
-std::string ProgramPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  const std::string folders = path != nullptr ? path : "";
-  for (size_t start = 0; start <= folders.size();) {
-    size_t end = folders.find(':', start);
-    if (end == std::string::npos)
-      end = folders.size();
-    const std::string candidate = folders.substr(start, end - start) + "/" + program;
-    if (access(candidate.c_str(), X_OK) == 0)
-      return candidate;
-    start = end + 1;
-  }
-  return "";
-}
 
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -77,7 +63,7 @@ std::string BusError(const std::string& what, const sd_bus_error& error, int r) 
 
 std::string WhyKWinCannotRun() {
   for (const char* program : {"kwin_wayland", "qmlscene", "wev", "kwriteconfig5"}) {
-    if (ProgramPath(program).empty())
+    if (ProgramOnPath(program).empty())
       return std::string(program) + " is not installed (scripts/install-deps.sh installs it)";
   }
   return "";
@@ -112,7 +98,7 @@ HeadlessKWin::HeadlessKWin(const std::vector<std::string>& packages) {
   // platform plug-in is found by the program's name.
   const std::string program = directory + "/kwin_wayland";
   std::error_code copy_error;
-  fs::copy_file(ProgramPath("kwin_wayland"), program, copy_error);
+  fs::copy_file(ProgramOnPath("kwin_wayland"), program, copy_error);
   if (copy_error) {
     error_ = "cannot copy kwin_wayland: " + copy_error.message();
     return;
@@ -220,7 +206,7 @@ bool HeadlessKWin::AwaitScriptLoaded(const std::string& name, bool loaded) {
 std::unique_ptr<BackgroundProcess> HeadlessKWin::StartApplication(
     const std::vector<std::string>& argv, const std::vector<std::string>& titles) {
   std::vector<std::string> resolved = argv;
-  resolved[0] = ProgramPath(argv[0]);
+  resolved[0] = ProgramOnPath(argv[0]);
   auto application = std::make_unique<BackgroundProcess>(resolved, SessionEnvironment());
   for (const std::string& title : titles) {
     if (!AwaitPrinted("window " + title, [&] { return application->Running(); })) {

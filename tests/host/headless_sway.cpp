@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/program_path.h"
 #include "tests/support/background_process.h"
 #include "tests/support/child_process.h"
 #include "tests/support/environment.h"

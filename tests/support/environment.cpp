@@ -29,19 +29,4 @@ ScopedEnvironmentVariable::~ScopedEnvironmentVariable() {
   Apply(name_, previous_);
 }
 
-std::string ProgramOnPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  const std::string folders = path != nullptr ? path : "";
-  for (size_t start = 0; start <= folders.size();) {
-    size_t end = folders.find(':', start);
-    if (end == std::string::npos)
-      end = folders.size();
-    const std::string file = folders.substr(start, end - start) + "/" + program;
-    if (access(file.c_str(), X_OK) == 0)
-      return file;
-    start = end + 1;
-  }
-  return "";
-}
-
 }  // namespace qbfa_test

@@ -21,9 +21,6 @@ class ScopedEnvironmentVariable {
   std::optional<std::string> previous_;
 };
 
-// The file that runs `program` as PATH finds it; empty when there is none.
-std::string ProgramOnPath(const std::string& program);
-
 }  // namespace qbfa_test
 
 #endif  // TESTS_SUPPORT_ENVIRONMENT_H_
