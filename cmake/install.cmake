@@ -5,6 +5,8 @@
 #   lib/systemd/user/qbfa-host.service
 #   share/man/man1/qbfa.1.gz
 #   share/doc/qbfa/README.md
+#   share/gnome-shell/extensions/qbfa-front-switch@quillbox.com/{metadata.json,extension.js}
+#   share/kwin/scripts/qbfa-front-switch/{metadata.json,contents/code/main.js}
 
 install(TARGETS qbfa RUNTIME DESTINATION bin)
 set_target_properties(qbfa PROPERTIES INSTALL_RPATH "$ORIGIN/../${QBFA_PRIVATE_LIBDIR}")
@@ -31,6 +33,24 @@ add_custom_command(
 add_custom_target(qbfa_man_page ALL DEPENDS ${qbfa_man_page})
 install(FILES ${qbfa_man_page} DESTINATION share/man/man1)
 install(FILES README.md DESTINATION share/doc/qbfa)
+
+# The desktop bridges, where GNOME Shell and KWin look for them; each is off
+# until the user enables it. GNOME Shell 45 changed how extensions load, so
+# an installation carries the one form its shell runs.
+set(QBFA_GNOME_SHELL_EXTENSION_FORM imports CACHE STRING
+  "The GNOME Shell extension's form: imports (GNOME 42 to 44, as Debian 12 has) or module (GNOME 45 and later)")
+set_property(CACHE QBFA_GNOME_SHELL_EXTENSION_FORM PROPERTY STRINGS imports module)
+if(QBFA_GNOME_SHELL_EXTENSION_FORM STREQUAL "imports")
+  set(qbfa_gnome_shell_form 43)
+elseif(QBFA_GNOME_SHELL_EXTENSION_FORM STREQUAL "module")
+  set(qbfa_gnome_shell_form 45)
+else()
+  message(FATAL_ERROR
+    "QBFA_GNOME_SHELL_EXTENSION_FORM is ${QBFA_GNOME_SHELL_EXTENSION_FORM}: use imports or module")
+endif()
+install(DIRECTORY ${QBFA_GNOME_SHELL_STAGED}/${qbfa_gnome_shell_form}/${QBFA_GNOME_EXTENSION_UUID}
+  DESTINATION share/gnome-shell/extensions)
+install(DIRECTORY desktop/kwin/qbfa-front-switch DESTINATION share/kwin/scripts)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME qbfa)

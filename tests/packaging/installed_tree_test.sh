@@ -62,8 +62,16 @@ expected_files="./bin/qbfa
 ./lib/qbfa/libqbfa_plugin.so
 ./lib/systemd/user/qbfa-host.service
 ./share/doc/qbfa/README.md
+./share/gnome-shell/extensions/qbfa-front-switch@quillbox.com/extension.js
+./share/gnome-shell/extensions/qbfa-front-switch@quillbox.com/metadata.json
+./share/kwin/scripts/qbfa-front-switch/contents/code/main.js
+./share/kwin/scripts/qbfa-front-switch/metadata.json
 ./share/man/man1/qbfa.1.gz"
 [ "$installed" = "$expected_files" ] || fail "installed files differ:"$'\n'"$installed"
+# By default the GNOME Shell extension is the form Debian 12's shell (43) runs.
+extension=$prefix/share/gnome-shell/extensions/qbfa-front-switch@quillbox.com
+grep -q '"43"' "$extension/metadata.json" && grep -q '^function init()' "$extension/extension.js" ||
+  fail "the installed GNOME Shell extension is not the form GNOME Shell 43 loads"
 if ldd "$qbfa" "$prefix/lib/qbfa/libqbfa_plugin.so" | grep -E "not found|$away|$build"; then
   fail "a library is missing or comes from the build tree"
 fi
