@@ -21,7 +21,11 @@
 #include <utility>
 #include <vector>
 
+// The kinds are seen here only so that the compiler may inline their
+// destructors into the frees below, which it does on the likely kind.
+#include "platform/values/containers.h"
 #include "platform/values/object.h"
+#include "platform/values/string.h"
 
 namespace cf {
 

@@ -30,8 +30,10 @@ namespace internal {
 // one (see collector.cpp).
 void ReleaseToCollector(Object* object);
 // How many values exist: each kind's Create counts one up, the collector
-// counts down what it frees (collector.cpp).
-extern size_t live_objects;
+// counts down what it frees (collector.cpp). Hidden, so that position-
+// independent code reaches it directly rather than through the global
+// offset table: it is counted on every value made and freed.
+extern size_t live_objects __attribute__((visibility("hidden")));
 }  // namespace internal
 
 // A strong, nullable reference. Copying retains, destruction releases.
