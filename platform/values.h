@@ -12,8 +12,10 @@
 //   containers.h      arrays and dictionaries, and the rules every mutator
 //                     of one keeps (cached hash, noted children, the
 //                     collector's colours, the index)
+//   slots.h           the element storage of arrays and dictionaries
 //   key.h             dictionary keys, shared between dictionaries
 //   dictionary_index.h  how a big dictionary finds a key
+//   hash_mix.h        the mixing steps every hash of values uses
 //   url.h             file URLs and their escaping
 //   equal.h           deep equality
 //

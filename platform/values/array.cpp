@@ -26,9 +26,8 @@ void Array::Append(Ref<Object> value) {
 }
 
 bool Array::ContainsValue(const Object* value) const {
-  // A dictionary - a table's row, in the arrays the reader searches - is
-  // compared only with those of its hash; each keeps its hash, so the rest
-  // cost a comparison of two numbers.
+  // A dictionary is compared only with those of its hash; each keeps its
+  // hash, so the rest cost a comparison of two numbers.
   const Dictionary* dictionary = value != nullptr ? value->AsDictionary() : nullptr;
   const size_t hash = dictionary != nullptr ? dictionary->Hash() : 0;
   for (const Ref<Object>& item : items_) {

@@ -66,7 +66,7 @@ class CycleCollector {
       // member holds the next one, a container. So a container that has
       // never held one is in no cycle yet, and should it join one later, the
       // decrement that cuts that cycle off lands on a member holding a
-      // container then. Rows of plain values, most of a set tree, are thus
+      // container then. Containers of plain values, most of a tree, are thus
       // never buffered.
       PossibleRoot(object);
     }

@@ -1,9 +1,8 @@
 // The two mutable kinds, arrays and dictionaries, and the rules every change
 // to one of them keeps.
 //
-// The same container may stand in several others at once: a set dictionary
-// appears in each of its parents and in the set containers map, so a font
-// appended to it later is seen through every parent. And containers may
+// The same container may stand in several others at once, so a value
+// stored in it later is seen through every parent. And containers may
 // form cycles. For shared, cyclic containers to be freed, compared and
 // looked up correctly, every mutator - Array::Append, Dictionary::Add,
 // Dictionary::Replace, and DropChildren of both, through which every public

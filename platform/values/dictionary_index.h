@@ -2,11 +2,11 @@
 // the dictionary's own code includes this.
 //
 // An open-addressed table, at most half full, of entry positions beside
-// their keys' hashes. A big dictionary is the map of every set by id, looked
-// up once per link; a slot costs a probe no more than one cache line, and an
-// entry is read only when the hashes agree. Entries are never removed one by
-// one (rule 4 of containers.h), so no slot is ever vacated and no probe
-// chain is ever broken.
+// their keys' hashes. A dictionary this big is mostly a map looked up many
+// times, key after key; a slot costs a probe no more than one cache line,
+// and an entry is read only when the hashes agree. Entries are never
+// removed one by one (rule 4 of containers.h), so no slot is ever vacated
+// and no probe chain is ever broken.
 #ifndef PLATFORM_VALUES_DICTIONARY_INDEX_H_
 #define PLATFORM_VALUES_DICTIONARY_INDEX_H_
 

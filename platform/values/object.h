@@ -1,6 +1,6 @@
 // The base of every value, and how values are owned: Ref<T>, an intrusive
 // strong reference, and the reference counts it keeps. Containers may form
-// cycles (a set can be its own child); a synchronous cycle collector
+// cycles (a container can hold itself); a synchronous cycle collector
 // (collector.cpp) finds garbage cycles among containers whose count dropped
 // without reaching zero, so memory is reclaimed even then.
 //
