@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/utf8.h"
+
 namespace {
 
 // What a byte of the text needs: nothing (most of any text), an escape, or a
@@ -32,44 +34,6 @@ bool AnyNotPlain(uint64_t word) {
   constexpr uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
   const uint64_t quote = word ^ ('"' * kOnes), backslash = word ^ ('\\' * kOnes);
   return ((word | (word - 0x20 * kOnes) | (quote - kOnes) | (backslash - kOnes)) & kHighs) != 0;
-}
-
-bool IsContinuation(uint8_t byte) {
-  return (byte & 0xc0) == 0x80;
-}
-
-// The length of the well-formed UTF-8 sequence at `pos`, whose byte is past
-// ASCII, or 0 when none starts there (overlong forms, surrogates and values
-// past U+10FFFF are not well-formed).
-size_t Utf8SequenceLength(std::string_view s, size_t pos) {
-  const auto at = [&](size_t i) { return static_cast<uint8_t>(s[pos + i]); };
-  const uint8_t lead = at(0);
-  size_t length = 0;
-  uint8_t low = 0x80, high = 0xbf;  // the range of the second byte
-  if (lead >= 0xc2 && lead <= 0xdf) {
-    length = 2;
-  } else if (lead >= 0xe0 && lead <= 0xef) {
-    length = 3;
-    if (lead == 0xe0)
-      low = 0xa0;
-    if (lead == 0xed)
-      high = 0x9f;
-  } else if (lead >= 0xf0 && lead <= 0xf4) {
-    length = 4;
-    if (lead == 0xf0)
-      low = 0x90;
-    if (lead == 0xf4)
-      high = 0x8f;
-  } else {
-    return 0;
-  }
-  if (pos + length > s.size() || at(1) < low || at(1) > high)
-    return 0;
-  for (size_t i = 2; i < length; ++i) {
-    if (!IsContinuation(at(i)))
-      return 0;
-  }
-  return length;
 }
 
 // A quote, a backslash or a control character, escaped.
@@ -125,7 +89,7 @@ void AppendJsonString(std::string_view bytes, std::string* out) {
       continue;
     }
     if (kind == ByteKind::kNonAscii) {
-      if (const size_t length = Utf8SequenceLength(bytes, pos); length > 0) {
+      if (const size_t length = cf::WellFormedSequenceLength(bytes, pos); length > 0) {
         pos += length;
         continue;
       }

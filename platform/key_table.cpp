@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/values/hash_mix.h"
+
 namespace {
 
 // A text is looked for in at most this many slots from where its hash
@@ -12,21 +14,15 @@ constexpr size_t kMaxProbes = 32;
 }  // namespace
 
 uint64_t KeyTable::HashOf(std::string_view text) {
-  constexpr uint64_t kSpread = 0x9E3779B97F4A7C15u;
   uint64_t hash = text.size();
   for (size_t at = 0; at < text.size(); at += 8) {
     uint64_t word = 0;
     std::memcpy(&word, text.data() + at, std::min<size_t>(8, text.size() - at));
-    hash = (hash ^ word) * kSpread;
+    hash = (hash ^ word) * cf::internal::kSpread;
     hash ^= hash >> 32;
   }
-  // MurmurHash3's final mix: every bit of every word reaches the low bits
-  // that pick a slot.
-  hash ^= hash >> 33;
-  hash *= 0xFF51AFD7ED558CCDu;
-  hash ^= hash >> 33;
-  hash *= 0xC4CEB9FE1A85EC53u;
-  return hash ^ (hash >> 33);
+  // Every bit of every word reaches the low bits that pick a slot.
+  return cf::internal::Mix(hash);
 }
 
 InternedKey* KeyTable::Find(std::string_view text) {

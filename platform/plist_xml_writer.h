@@ -43,4 +43,10 @@ inline constexpr size_t kMaxWrittenValues = 8 * 1024 * 1024;
 // or more XML than cf::kMaxPropertyListBytes, which no reader would take.
 std::optional<cf::Data> WriteXmlPropertyList(const cf::Object* root);
 
+// The same under the platform's name. Nothing (nullopt) as well when `root`
+// is null.
+inline std::optional<cf::Data> CFPropertyListCreateXMLData(const cf::Object* root) {
+  return WriteXmlPropertyList(root);
+}
+
 #endif  // PLATFORM_PLIST_XML_WRITER_H_

@@ -14,7 +14,7 @@
 
 #include "platform/home.h"
 #include "platform/libplist_children.h"
-#include "platform/plist_binary_reader.h"
+#include "platform/plist_binary_check.h"
 #include "platform/whole_file.h"
 
 namespace {

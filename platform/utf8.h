@@ -35,6 +35,40 @@ inline bool IsAscii(std::string_view text) {
   return seen < 0x80;
 }
 
+// The length of the well-formed UTF-8 sequence starting at `at`, whose
+// byte is 0x80 or above, or 0 when none starts there: a continuation byte,
+// a lead of C0, C1 or F5 to FF, a sequence cut short, an overlong form, a
+// surrogate or a code point past U+10FFFF. The one rule every check of
+// UTF-8 here goes by; inline, for the loops that walk text with it.
+inline size_t WellFormedSequenceLength(std::string_view text, size_t at) {
+  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[at + i]); };
+  const unsigned char lead = byte(0);
+  // The first trail byte's range also rules out overlong forms (after E0
+  // and F0), surrogates (after ED) and code points past U+10FFFF (after F4).
+  size_t trail_count;
+  unsigned char low = 0x80, high = 0xBF;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    trail_count = 1;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    trail_count = 2;
+    low = lead == 0xE0 ? 0xA0 : 0x80;
+    high = lead == 0xED ? 0x9F : 0xBF;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    trail_count = 3;
+    low = lead == 0xF0 ? 0x90 : 0x80;
+    high = lead == 0xF4 ? 0x8F : 0xBF;
+  } else {
+    return 0;
+  }
+  if (text.size() - at - 1 < trail_count || byte(1) < low || byte(1) > high)
+    return 0;
+  for (size_t k = 2; k <= trail_count; ++k) {
+    if ((byte(k) & 0xC0) != 0x80)
+      return 0;
+  }
+  return trail_count + 1;
+}
+
 // Where the first byte that breaks well-formed UTF-8 (see IsWellFormedUtf8)
 // is, or npos when there is none: what a parser reports.
 size_t FindInvalidUtf8(std::string_view text);

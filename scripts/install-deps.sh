@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config clang clang-format libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libplist-dev libplist-utils libsystemd-dev libcli11-dev libfmt-dev libicu-dev
+  libplist-dev libplist-utils libsystemd-dev libcli11-dev libicu-dev
   libxcb1-dev xvfb x11-utils dbus-daemon dbus-bin
   # The installed tree's test: its man page, its systemd unit, its package.
   man-db systemd dpkg-dev

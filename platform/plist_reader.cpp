@@ -1,13 +1,8 @@
-#include "platform/xml.h"
+#include "platform/plist_reader.h"
 
 #include "platform/plist_binary_reader.h"
 #include "platform/plist_limits.h"
 #include "platform/plist_xml_reader.h"
-#include "platform/plist_xml_writer.h"
-
-std::optional<cf::Data> CFPropertyListCreateXMLData(const cf::Object* root) {
-  return WriteXmlPropertyList(root);
-}
 
 cf::Ref<cf::Object> CFPropertyListCreateFromXMLData(std::string_view bytes,
                                                     std::string* errorString) {
