@@ -5,8 +5,8 @@
 #include "fuzz/checks.h"
 #include "fuzz/scratch.h"
 #include "sqlite2/sqlite.h"
-#include "sqlite2/writer/database.h"
-#include "sqlite2/writer/script.h"
+#include "tests/sqlite2_writer/database.h"
+#include "tests/sqlite2_writer/script.h"
 
 namespace qbfa_fuzz {
 namespace {

@@ -9,7 +9,7 @@
 #include "platform/description.h"
 #include "platform/xml.h"
 #include "reader/records.h"
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 #include "tests/core/plugin_test_support.h"
 #include "tests/reader/expected_tree.h"
 #include "tests/reader/qbfa_process.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 
 namespace qbfa_soak {
 

@@ -15,7 +15,7 @@
 
 #include "host/front_switch_signal.h"
 #include "sqlite2/format/page.h"
-#include "sqlite2/writer/journaled_rewrite.h"
+#include "tests/sqlite2_writer/journaled_rewrite.h"
 #include "tests/soak/committed_states.h"
 #include "tests/soak/font_moves.h"
 #include "tests/soak/listener_process.h"

@@ -18,9 +18,9 @@
 
 #include "sqlite2/format/file_lock.h"
 #include "sqlite2/sqlite.h"
-#include "sqlite2/writer/writer_process.h"
+#include "tests/sqlite2_writer/writer_process.h"
 #include "tests/sqlite2/read_support.h"
-#include "tests/sqlite2/writer/scratch_dir.h"
+#include "tests/sqlite2_writer/scratch_dir.h"
 
 namespace sqlite2::testing {
 namespace {

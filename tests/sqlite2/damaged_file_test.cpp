@@ -13,9 +13,9 @@
 
 #include "sqlite2/format/page.h"
 #include "sqlite2/sqlite.h"
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 #include "tests/sqlite2/read_support.h"
-#include "tests/sqlite2/writer/scratch_dir.h"
+#include "tests/sqlite2_writer/scratch_dir.h"
 
 namespace sqlite2::testing {
 namespace {

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "sqlite2/sqlite.h"
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 
 namespace sqlite2 {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "sqlite2/format/btree_page.h"
 #include "sqlite2/format/keys.h"
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 
 namespace sqlite2::testing {
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "sqlite2/status.h"
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 
 namespace qbfa_test {
 

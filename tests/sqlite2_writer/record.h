@@ -7,8 +7,8 @@
 // of one width: 1 byte when the record is shorter than 256 bytes, 2 when it
 // is shorter than 65536, else 3. A value is its text followed by a NUL; SQL
 // NULL takes no bytes at all, so '' (one NUL) and NULL stay distinct.
-#ifndef SQLITE2_WRITER_RECORD_H_
-#define SQLITE2_WRITER_RECORD_H_
+#ifndef TESTS_SQLITE2_WRITER_RECORD_H_
+#define TESTS_SQLITE2_WRITER_RECORD_H_
 
 #include <optional>
 #include <span>
@@ -26,4 +26,4 @@ std::string EncodeRecord(std::span<const Value> values);
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_RECORD_H_
+#endif  // TESTS_SQLITE2_WRITER_RECORD_H_

@@ -1,6 +1,6 @@
 // The writer as a whole: schemas, rowids and indices as the library makes
 // them, checked against the library's own files.
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 
 #include <gtest/gtest.h>
 
@@ -10,10 +10,10 @@
 #include "sqlite2/format/keys.h"
 #include "sqlite2/format/page.h"
 #include "sqlite2/format/record.h"
-#include "sqlite2/writer/script.h"
-#include "tests/sqlite2/writer/engine_reader.h"
-#include "tests/sqlite2/writer/image_inspector.h"
-#include "tests/sqlite2/writer/scratch_dir.h"
+#include "tests/sqlite2_writer/script.h"
+#include "tests/sqlite2_writer/engine_reader.h"
+#include "tests/sqlite2_writer/image_inspector.h"
+#include "tests/sqlite2_writer/scratch_dir.h"
 
 namespace sqlite2::writer {
 namespace {

@@ -1,4 +1,4 @@
-#include "tests/sqlite2/writer/image_inspector.h"
+#include "tests/sqlite2_writer/image_inspector.h"
 
 #include <gtest/gtest.h>
 

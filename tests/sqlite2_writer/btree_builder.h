@@ -7,13 +7,13 @@
 // child is the page before it; the page after the last lifted entry is the
 // parent's right child. Levels repeat until one page holds what is left,
 // which goes into the root page.
-#ifndef SQLITE2_WRITER_BTREE_BUILDER_H_
-#define SQLITE2_WRITER_BTREE_BUILDER_H_
+#ifndef TESTS_SQLITE2_WRITER_BTREE_BUILDER_H_
+#define TESTS_SQLITE2_WRITER_BTREE_BUILDER_H_
 
 #include <span>
 
-#include "sqlite2/writer/btree_page_writer.h"
-#include "sqlite2/writer/page_file.h"
+#include "tests/sqlite2_writer/btree_page_writer.h"
+#include "tests/sqlite2_writer/page_file.h"
 
 namespace sqlite2::writer {
 
@@ -33,4 +33,4 @@ void WriteBtree(PageFile& file, PageNumber root, std::span<const Entry> entries,
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_BTREE_BUILDER_H_
+#endif  // TESTS_SQLITE2_WRITER_BTREE_BUILDER_H_

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/record.h"
+#include "tests/sqlite2_writer/record.h"
 
 #include "sqlite2/format/record.h"
 

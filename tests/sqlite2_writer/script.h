@@ -8,13 +8,13 @@
 // separated by ';', with comments anywhere. A literal is a quoted string, a
 // number kept exactly as written (a leading '-' kept, a '+' dropped, as the
 // library stores them) or NULL.
-#ifndef SQLITE2_WRITER_SCRIPT_H_
-#define SQLITE2_WRITER_SCRIPT_H_
+#ifndef TESTS_SQLITE2_WRITER_SCRIPT_H_
+#define TESTS_SQLITE2_WRITER_SCRIPT_H_
 
 #include <string_view>
 
 #include "sqlite2/status.h"
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 
 namespace sqlite2::writer {
 
@@ -24,4 +24,4 @@ Status RunScript(std::string_view script, Database* db);
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_SCRIPT_H_
+#endif  // TESTS_SQLITE2_WRITER_SCRIPT_H_

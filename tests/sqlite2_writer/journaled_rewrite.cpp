@@ -1,4 +1,4 @@
-#include "sqlite2/writer/journaled_rewrite.h"
+#include "tests/sqlite2_writer/journaled_rewrite.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,8 +9,8 @@
 #include <cstring>
 
 #include "sqlite2/format/page.h"
-#include "sqlite2/writer/page_file.h"
-#include "sqlite2/writer/transfer_all.h"
+#include "tests/sqlite2_writer/page_file.h"
+#include "tests/sqlite2_writer/transfer_all.h"
 
 namespace sqlite2::writer {
 namespace {

@@ -1,7 +1,7 @@
 // Replacing a file so that a reader opening it sees either the old contents
 // or the new, never a file half written.
-#ifndef SQLITE2_WRITER_ATOMIC_FILE_H_
-#define SQLITE2_WRITER_ATOMIC_FILE_H_
+#ifndef TESTS_SQLITE2_WRITER_ATOMIC_FILE_H_
+#define TESTS_SQLITE2_WRITER_ATOMIC_FILE_H_
 
 #include <cstdint>
 #include <span>
@@ -17,4 +17,4 @@ Status WriteFileAtomically(const std::string& path, std::span<const uint8_t> byt
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_ATOMIC_FILE_H_
+#endif  // TESTS_SQLITE2_WRITER_ATOMIC_FILE_H_

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/btree_builder.h"
+#include "tests/sqlite2_writer/btree_builder.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "sqlite2/format/keys.h"
-#include "tests/sqlite2/writer/engine_reader.h"
-#include "tests/sqlite2/writer/image_inspector.h"
+#include "tests/sqlite2_writer/engine_reader.h"
+#include "tests/sqlite2_writer/image_inspector.h"
 
 namespace sqlite2::writer {
 namespace {

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/btree_builder.h"
+#include "tests/sqlite2_writer/btree_builder.h"
 
 #include <algorithm>
 #include <vector>

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "sqlite2/sqlite.h"
-#include "sqlite2/writer/database.h"
-#include "tests/sqlite2/writer/scratch_dir.h"
+#include "tests/sqlite2_writer/database.h"
+#include "tests/sqlite2_writer/scratch_dir.h"
 
 namespace sqlite2::writer {
 namespace {

@@ -1,14 +1,14 @@
 // Lays out one B-tree page: its header, its cells linked in key order, their
 // overflow chains, and free blocks covering the rest of the 1016 usable
 // bytes. See sqlite2/format/btree_page.h for the layout itself.
-#ifndef SQLITE2_WRITER_BTREE_PAGE_WRITER_H_
-#define SQLITE2_WRITER_BTREE_PAGE_WRITER_H_
+#ifndef TESTS_SQLITE2_WRITER_BTREE_PAGE_WRITER_H_
+#define TESTS_SQLITE2_WRITER_BTREE_PAGE_WRITER_H_
 
 #include <cstdint>
 #include <span>
 #include <string>
 
-#include "sqlite2/writer/page_file.h"
+#include "tests/sqlite2_writer/page_file.h"
 
 namespace sqlite2::writer {
 
@@ -42,4 +42,4 @@ void WriteBtreePage(PageFile& file, PageNumber number, std::span<const PlacedCel
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_BTREE_PAGE_WRITER_H_
+#endif  // TESTS_SQLITE2_WRITER_BTREE_PAGE_WRITER_H_

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/script.h"
+#include "tests/sqlite2_writer/script.h"
 
 #include <vector>
 

@@ -1,8 +1,8 @@
 // The loop every read(2)- or write(2)-style call needs to move a whole
 // buffer: such a call may move fewer bytes than asked, or be interrupted by
 // a signal before moving any.
-#ifndef SQLITE2_WRITER_TRANSFER_ALL_H_
-#define SQLITE2_WRITER_TRANSFER_ALL_H_
+#ifndef TESTS_SQLITE2_WRITER_TRANSFER_ALL_H_
+#define TESTS_SQLITE2_WRITER_TRANSFER_ALL_H_
 
 #include <sys/types.h>
 
@@ -31,4 +31,4 @@ bool TransferAll(size_t size, Transfer transfer) {
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_TRANSFER_ALL_H_
+#endif  // TESTS_SQLITE2_WRITER_TRANSFER_ALL_H_

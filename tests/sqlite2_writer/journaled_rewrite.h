@@ -22,8 +22,8 @@
 // A rollback truncates the database to the original size and copies the
 // records back, so a reader that finds the journal must use the records in
 // place of the file's pages.
-#ifndef SQLITE2_WRITER_JOURNALED_REWRITE_H_
-#define SQLITE2_WRITER_JOURNALED_REWRITE_H_
+#ifndef TESTS_SQLITE2_WRITER_JOURNALED_REWRITE_H_
+#define TESTS_SQLITE2_WRITER_JOURNALED_REWRITE_H_
 
 #include <cstdint>
 #include <memory>
@@ -92,4 +92,4 @@ class JournaledRewrite {
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_JOURNALED_REWRITE_H_
+#endif  // TESTS_SQLITE2_WRITER_JOURNALED_REWRITE_H_

@@ -2,8 +2,8 @@
 // own schema parser for tables and indices, so the file describes exactly
 // what the reader will make of it, plus the few facts that only a writer
 // needs (whether an index is UNIQUE, a view's name).
-#ifndef SQLITE2_WRITER_CREATE_STATEMENTS_H_
-#define SQLITE2_WRITER_CREATE_STATEMENTS_H_
+#ifndef TESTS_SQLITE2_WRITER_CREATE_STATEMENTS_H_
+#define TESTS_SQLITE2_WRITER_CREATE_STATEMENTS_H_
 
 #include <string>
 #include <string_view>
@@ -21,4 +21,4 @@ Status DescribeView(std::string_view sql, std::string* name);
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_CREATE_STATEMENTS_H_
+#endif  // TESTS_SQLITE2_WRITER_CREATE_STATEMENTS_H_

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/journaled_rewrite.h"
+#include "tests/sqlite2_writer/journaled_rewrite.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "sqlite2/format/keys.h"
-#include "sqlite2/writer/btree_builder.h"
-#include "sqlite2/writer/writer_process.h"
-#include "tests/sqlite2/writer/scratch_dir.h"
+#include "tests/sqlite2_writer/btree_builder.h"
+#include "tests/sqlite2_writer/writer_process.h"
+#include "tests/sqlite2_writer/scratch_dir.h"
 
 namespace sqlite2::writer {
 namespace {

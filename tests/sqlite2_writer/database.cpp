@@ -1,4 +1,4 @@
-#include "sqlite2/writer/database.h"
+#include "tests/sqlite2_writer/database.h"
 
 #include <algorithm>
 #include <map>
@@ -9,8 +9,8 @@
 #include "sqlite2/format/payload.h"
 #include "sqlite2/sql/compare.h"
 #include "sqlite2/sql/tokenizer.h"
-#include "sqlite2/writer/atomic_file.h"
-#include "sqlite2/writer/create_statements.h"
+#include "tests/sqlite2_writer/atomic_file.h"
+#include "tests/sqlite2_writer/create_statements.h"
 
 namespace sqlite2::writer {
 namespace {

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/atomic_file.h"
+#include "tests/sqlite2_writer/atomic_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "sqlite2/writer/transfer_all.h"
+#include "tests/sqlite2_writer/transfer_all.h"
 
 namespace sqlite2::writer {
 namespace {

@@ -5,8 +5,8 @@
 // header, page 2 the root of sqlite_master; every other page is handed out by
 // Allocate() in the order the builder asks for them. Pages never move once
 // allocated, so a pointer into one stays valid while more are added.
-#ifndef SQLITE2_WRITER_PAGE_FILE_H_
-#define SQLITE2_WRITER_PAGE_FILE_H_
+#ifndef TESTS_SQLITE2_WRITER_PAGE_FILE_H_
+#define TESTS_SQLITE2_WRITER_PAGE_FILE_H_
 
 #include <cstdint>
 #include <deque>
@@ -52,4 +52,4 @@ void StoreBigEndian32(uint8_t* at, uint32_t value);
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_PAGE_FILE_H_
+#endif  // TESTS_SQLITE2_WRITER_PAGE_FILE_H_

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/btree_page_writer.h"
+#include "tests/sqlite2_writer/btree_page_writer.h"
 
 #include <algorithm>
 #include <vector>

@@ -12,8 +12,8 @@
 // A call the library would refuse (unknown table, wrong value count,
 // duplicate key, ...) fails with the library's code and, where it has one,
 // its text, and leaves the database as it was.
-#ifndef SQLITE2_WRITER_DATABASE_H_
-#define SQLITE2_WRITER_DATABASE_H_
+#ifndef TESTS_SQLITE2_WRITER_DATABASE_H_
+#define TESTS_SQLITE2_WRITER_DATABASE_H_
 
 #include <cstdint>
 #include <memory>
@@ -23,9 +23,9 @@
 #include <vector>
 
 #include "sqlite2/status.h"
-#include "sqlite2/writer/btree_builder.h"
-#include "sqlite2/writer/page_file.h"
-#include "sqlite2/writer/record.h"
+#include "tests/sqlite2_writer/btree_builder.h"
+#include "tests/sqlite2_writer/page_file.h"
+#include "tests/sqlite2_writer/record.h"
 
 namespace sqlite2::writer {
 
@@ -109,4 +109,4 @@ class Database {
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_DATABASE_H_
+#endif  // TESTS_SQLITE2_WRITER_DATABASE_H_

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/writer_process.h"
+#include "tests/sqlite2_writer/writer_process.h"
 
 #include <signal.h>
 #include <sys/socket.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "sqlite2/writer/transfer_all.h"
+#include "tests/sqlite2_writer/transfer_all.h"
 
 namespace sqlite2::writer {
 namespace {

@@ -1,4 +1,4 @@
-#include "tests/sqlite2/writer/engine_reader.h"
+#include "tests/sqlite2_writer/engine_reader.h"
 
 #include "sqlite2/format/btree_cursor.h"
 #include "sqlite2/format/pager.h"

@@ -5,8 +5,8 @@
 // here would drop the locks a reader here holds. So a writer that a reader
 // must really contend with runs in a child of its own, which opens the file
 // itself after the fork.
-#ifndef SQLITE2_WRITER_WRITER_PROCESS_H_
-#define SQLITE2_WRITER_WRITER_PROCESS_H_
+#ifndef TESTS_SQLITE2_WRITER_WRITER_PROCESS_H_
+#define TESTS_SQLITE2_WRITER_WRITER_PROCESS_H_
 
 #include <sys/types.h>
 
@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "sqlite2/status.h"
-#include "sqlite2/writer/journaled_rewrite.h"
+#include "tests/sqlite2_writer/journaled_rewrite.h"
 
 namespace sqlite2::writer {
 
@@ -57,4 +57,4 @@ Status CrashMidCommit(const std::string& path, std::vector<uint8_t> new_image, s
 
 }  // namespace sqlite2::writer
 
-#endif  // SQLITE2_WRITER_WRITER_PROCESS_H_
+#endif  // TESTS_SQLITE2_WRITER_WRITER_PROCESS_H_

@@ -1,4 +1,4 @@
-#include "sqlite2/writer/create_statements.h"
+#include "tests/sqlite2_writer/create_statements.h"
 
 #include <variant>
 #include <vector>

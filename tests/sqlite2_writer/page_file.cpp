@@ -1,4 +1,4 @@
-#include "sqlite2/writer/page_file.h"
+#include "tests/sqlite2_writer/page_file.h"
 
 #include <algorithm>
 
