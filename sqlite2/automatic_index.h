@@ -33,9 +33,9 @@
 // Damaged tables. The build reads the table as a scan would; damage met on
 // the way ends it, and the index holds the rows before it. Every lookup then
 // gives those rows and fails as the scan would have (error()). A page that
-// failed its check for the first time is taken as it is by the next reader
-// of the same snapshot (format/half_checked_pages.h), so an index that ended
-// on such a page is built again on its next use.
+// failed its check for the first time is taken as it is by the next
+// statement to read it under the same snapshot (format/half_checked_pages.h), so an index that
+// ended on such a page is built again on its next use.
 #ifndef SQLITE2_AUTOMATIC_INDEX_H_
 #define SQLITE2_AUTOMATIC_INDEX_H_
 
