@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "sqlite2/format/btree_cursor.h"
-#include "sqlite2/format/pager.h"
 #include "sqlite2/format/record.h"
 #include "sqlite2/format/table_cursor.h"
 #include "sqlite2/prepared_select.h"
