@@ -3,7 +3,7 @@
 // as, one publication, and one font lookup. Libraries of 1,000 to 80,000 fonts, about one set
 // per 20 fonts nested three deep, each font in two sets; fonts.id either an
 // INTEGER PRIMARY KEY (lookups seek by rowid) or TEXT without an index
-// (lookups are hashed).
+// (lookups use an automatic index).
 //
 //   cmake -S . -B build/bench -DQBFA_BUILD_BENCH=ON
 //   cmake --build build/bench --target qbfa_bench && build/bench/bench/qbfa_bench
@@ -164,7 +164,7 @@ void SingleLookup(benchmark::State& state, FontIds ids) {
 }
 
 // A lookup as the plug-in makes it, inside the scan of another table under
-// the same lock, after the first (which builds the hash with TEXT ids).
+// the same lock, after the first (which builds the automatic index with TEXT ids).
 void NestedLookup(benchmark::State& state, FontIds ids) {
   const int fonts = static_cast<int>(state.range(0));
   sqlite* handle = sqlite_open(LibraryOf(fonts, ids).path.c_str(), 0, nullptr);

@@ -178,11 +178,10 @@ Status Database::Prepare(const sql::StatementShape& shape,
 }
 
 Status Database::Run(const PreparedSelect& statement, Level& level, const RowHandler& on_row) {
-  // Only a nested statement can reuse a hash: the outermost one's lock,
-  // and the hashes with it, end with the statement.
-  ColumnHashes* hashes = running_statements_ > 1 ? snapshot_->hashes() : nullptr;
+  // Only a nested statement shares its lock, and so an automatic index,
+  // with the statements after it (automatic_index.h).
   Query& query = level.query;
-  query.Start(statement, level.literals.values, snapshot_->pager(), hashes);
+  query.Start(statement, level.literals.values, snapshot_.get(), running_statements_ > 1);
   Status status;
   for (;;) {
     bool has_row = false;

@@ -1,22 +1,23 @@
 // An open database: the C++ interface beneath the C API.
 //
 //   std::unique_ptr<Database> db;
-//   Status status = Database::Open("fonts.db", &db);
-//   status = db->Execute("SELECT * FROM fonts;", [](const Query& q) {
+//   Status status = Database::Open("things.db", &db);
+//   status = db->Execute("SELECT * FROM things;", [](const Query& q) {
 //     ... q.column_names(), q.row() ...
 //     return true;  // false stops the statement and the ones after it
 //   });
 //
 // The file is only ever read. Each statement sees the file as it is when
-// the statement starts: the outermost statement takes the shared file lock
-// a 2.8 reader takes (see snapshot.h), re-reads page 1, reloads the schema
-// when its cookie has moved, and lets go of the lock and every cached page
-// when it ends - all but the damaged pages the library goes on using
+// the statement starts: the outermost statement takes a snapshot - the
+// shared file lock the 2.8 library takes to read (snapshot.h) - re-reads
+// page 1, reloads the schema when its cookie has moved, and drops the
+// snapshot when it ends, with every page and automatic index it holds; the
+// damaged pages the library goes on using outlive it
 // (half_checked_pages.h). A statement run from inside another's row
 // handler shares that snapshot, so nested reads never disturb the outer
-// one. Statements are prepared once per shape (statement_shape.h) and
-// schema, so running the same lookup with other strings costs no parsing
-// or planning.
+// one. Prepared statements are kept in the statement cache
+// (statement_cache.h), so running the same statement with other strings
+// costs no parsing or planning.
 #ifndef SQLITE2_DATABASE_H_
 #define SQLITE2_DATABASE_H_
 
@@ -72,9 +73,8 @@ class Database {
   // it ends.
   Status RunStatement(std::string_view sql, size_t begin, const RowHandler& on_row, size_t* end);
   // What each level of statements nested in row handlers reuses from one
-  // statement to the next, so that the font reader's thousands of
-  // lookups, all at one level, allocate nothing for their literals and
-  // rows.
+  // statement to the next, so that many statements run at one level
+  // allocate nothing for their literals and rows.
   struct Level {
     BoundLiterals literals;
     Query query;

@@ -278,14 +278,12 @@ void PreparedSelect::PlanTable(const std::vector<Constraint>& constraints,
     }
   }
   if (best == nullptr) {
-    // The equality stays a filter too: the hash only narrows the rows down.
-    // A NULL literal is one the statement spells out, never a slot another
-    // run fills with text, so the choice holds for every run.
+    // The equality stays a filter too: the index only narrows the rows
+    // down. A NULL literal is one the statement spells out, never a slot
+    // another run fills with text, so the choice holds for every run.
     for (const Constraint& c : constraints) {
       if (!c.rowid && c.op == CompareOp::kEq && literals_[c.slot].has_value()) {
-        plan_.hash_column = c.column;
-        plan_.hash_slot = c.slot;
-        plan_.hash_numeric = c.numeric;
+        plan_.automatic_index = Plan::IndexedEquality{c.column, c.slot, c.numeric};
         return;
       }
     }

@@ -11,17 +11,17 @@
 //     next column (an upper bound counting for less than a lower one); on
 //     equal merit the newest index wins. Rows come in that index's key
 //     order, and the terms it answers are not tested again;
-//  3. otherwise the table is scanned in rowid order - or, for a statement
-//     nested in another that has column hashes to offer (column_hash.h),
-//     an equality with a literal is looked up in the hash, which gives
-//     the rows a scan would, in the same order.
+//  3. otherwise the table is scanned in rowid order - or, when the
+//     statement runs nested in another, an equality with a literal is
+//     looked up in an automatic index (automatic_index.h), which gives the
+//     rows a scan would, in the same order.
 // Every other term of the top-level AND is tested on each row.
 //
 // The choice depends on the statement's shape alone, never on the values
 // of its literals: literals are numbered slots, and each run of the
 // statement (a Query) supplies their values. So one prepared form serves
-// every statement that differs from it only in the text of its literals,
-// as the font reader's thousands of "... WHERE id = '<id>'" lookups do.
+// every statement that differs from it only in the text of its literals
+// (statement_cache.h).
 #ifndef SQLITE2_PREPARED_SELECT_H_
 #define SQLITE2_PREPARED_SELECT_H_
 
@@ -90,11 +90,14 @@ class PreparedSelect {
     std::optional<Bound> lower, upper;
     // Entries with a NULL among this many leading fields are skipped.
     size_t non_null_fields = 0;
-    // kScan: a column held equal to a literal, which a column hash can
-    // answer where the statement runs nested.
-    std::optional<size_t> hash_column;
-    size_t hash_slot = 0;
-    bool hash_numeric = false;
+    // kScan: a column held equal to a literal, which an automatic index
+    // answers where the statement runs nested.
+    struct IndexedEquality {
+      size_t column = 0;
+      size_t slot = 0;
+      bool numeric = false;  // how the two sides compare
+    };
+    std::optional<IndexedEquality> automatic_index;
   };
 
   // Resolves the statement's names: "no such table: X" and "no such

@@ -42,14 +42,14 @@ Query::Query() = default;
 Query::~Query() = default;
 
 void Query::Start(const PreparedSelect& statement, std::span<const LiteralValue> literals,
-                  format::Pager* pager, ColumnHashes* hashes) {
+                  Snapshot* snapshot, bool may_build_index) {
   statement_ = &statement;
   table_ = statement.table();
   if (table_ != nullptr && values_.size() < table_->columns.size())
     values_.resize(table_->columns.size());
   literals_ = literals;
-  pager_ = pager;
-  hashes_ = hashes;
+  snapshot_ = snapshot;
+  may_build_index_ = may_build_index;
   ChooseAccess();
 }
 
@@ -57,8 +57,8 @@ void Query::Finish() {
   statement_ = nullptr;
   table_ = nullptr;
   literals_ = {};
-  pager_ = nullptr;
-  hashes_ = nullptr;
+  snapshot_ = nullptr;
+  may_build_index_ = false;
   access_ = Access::kScan;
   rowid_ = 0;
   prefix_.clear();
@@ -91,7 +91,7 @@ void Query::ChooseAccess() {
       ChooseIndexRange();
       return;
     case Plan::Access::kScan:
-      access_ = plan.hash_column && hashes_ != nullptr ? Access::kHash : Access::kScan;
+      access_ = plan.automatic_index && may_build_index_ ? Access::kAutomaticIndex : Access::kScan;
       return;
   }
 }
@@ -179,7 +179,7 @@ Status Query::Advance(bool* loaded) {
   if (table_->root < 2)
     return BadRootPage();
   if (first)
-    rows_.emplace(pager_, table_->root);
+    rows_.emplace(snapshot_->pager(), table_->root);
 
   if (access_ == Access::kScan) {
     if (Status status = rows_->Next(loaded); !status.ok() || !*loaded)
@@ -187,8 +187,8 @@ Status Query::Advance(bool* loaded) {
     LoadRow(rows_->rowid(), rows_->record());
     return Status::Ok();
   }
-  if (access_ == Access::kHash)
-    return AdvanceHash(first, loaded);
+  if (access_ == Access::kAutomaticIndex)
+    return AdvanceAutomaticIndex(first, loaded);
   if (access_ == Access::kRowid) {
     if (!first)
       return Status::Ok();
@@ -205,7 +205,7 @@ Status Query::AdvanceIndex(bool* loaded) {
   if (!index_) {
     if (plan.index->root < 2)
       return BadRootPage();
-    index_.emplace(pager_, plan.index->root);
+    index_.emplace(snapshot_->pager(), plan.index->root);
     const std::string& start = lower_ ? *lower_ : prefix_;
     if (Status status = index_->SeekAtLeast(start); !status.ok())
       return status;
@@ -244,20 +244,21 @@ Status Query::AdvanceIndex(bool* loaded) {
   }
 }
 
-Status Query::AdvanceHash(bool first, bool* loaded) {
+Status Query::AdvanceAutomaticIndex(bool first, bool* loaded) {
   if (first) {
-    const Plan& plan = statement_->plan();
-    const ColumnHash& hash = hashes_->Get(pager_, *table_, *plan.hash_column, plan.hash_numeric);
-    if (!hash.Find(*literals_[plan.hash_slot], &candidates_)) {
+    const Plan::IndexedEquality& equality = *statement_->plan().automatic_index;
+    const AutomaticIndex& index =
+        snapshot_->AutomaticIndexOf(*table_, equality.column, equality.numeric);
+    if (!index.Find(*literals_[equality.slot], &candidates_)) {
       access_ = Access::kScan;
       return Advance(loaded);
     }
-    after_candidates_ = hash.error();
+    after_candidates_ = index.error();
   }
   if (next_candidate_ == candidates_.size())
     return after_candidates_;
-  // The hash was built from this same snapshot, whose pager still holds
-  // the pages it points into.
+  // The index belongs to this run's snapshot, whose pager still holds the
+  // pages it points into.
   if (Status status = rows_->MoveTo(candidates_[next_candidate_++]); !status.ok())
     return status;
   *loaded = true;

@@ -1,7 +1,7 @@
 // Runs of a prepared SELECT statement (prepared_select.h) with the values
 // of its literals, stepping through its rows. One query object serves one
-// run after another, keeping its buffers, so that the font reader's
-// thousands of lookups allocate nothing for them.
+// run after another, keeping its buffers, so that a statement run many
+// times over allocates nothing for them.
 #ifndef SQLITE2_QUERY_H_
 #define SQLITE2_QUERY_H_
 
@@ -13,12 +13,11 @@
 #include <string_view>
 #include <vector>
 
-#include "sqlite2/column_hash.h"
 #include "sqlite2/format/btree_cursor.h"
-#include "sqlite2/format/pager.h"
 #include "sqlite2/format/record.h"
 #include "sqlite2/format/table_cursor.h"
 #include "sqlite2/prepared_select.h"
+#include "sqlite2/snapshot.h"
 #include "sqlite2/status.h"
 
 namespace sqlite2 {
@@ -34,11 +33,13 @@ class Query {
   Query& operator=(const Query&) = delete;
 
   // Begins a run of `statement` on a query that is new or finished.
-  // `literals` holds a value for each of the statement's slots. The statement, the literals'
-  // storage, `pager` and `hashes` (null when none may be built) must
-  // outlive the run: the cursors point into the pager's pages (pager.h).
+  // `literals` holds a value for each of the statement's slots. The
+  // statement, the literals' storage and `snapshot` must outlive the run:
+  // the cursors point into the snapshot's pages (format/pager.h). With
+  // `may_build_index`, an equality the plan leaves to a scan is answered by
+  // the snapshot's automatic index (automatic_index.h).
   void Start(const PreparedSelect& statement, std::span<const LiteralValue> literals,
-             format::Pager* pager, ColumnHashes* hashes);
+             Snapshot* snapshot, bool may_build_index);
   // Ends the run: nothing of it is used after this, and the query is
   // ready for the next Start().
   void Finish();
@@ -61,14 +62,14 @@ class Query {
 
   // How this run finds its rows: the statement's plan with this run's
   // literals in place.
-  enum class Access { kNoTable, kScan, kRowid, kIndex, kHash, kNothing };
+  enum class Access { kNoTable, kScan, kRowid, kIndex, kAutomaticIndex, kNothing };
   void ChooseAccess();
   void ChooseIndexRange();
 
   // Moves to the next candidate row of the plan and loads its values.
   Status Advance(bool* loaded);
   Status AdvanceIndex(bool* loaded);
-  Status AdvanceHash(bool first, bool* loaded);
+  Status AdvanceAutomaticIndex(bool first, bool* loaded);
   // Makes the row with `rowid` and `record` the current one. Its columns
   // are read only when asked for, as the library reads them: a WHERE term
   // reads its own columns, and only a row that passes has the rest read.
@@ -83,8 +84,8 @@ class Query {
   const PreparedSelect* statement_ = nullptr;
   const TableInfo* table_ = nullptr;
   std::span<const LiteralValue> literals_;
-  format::Pager* pager_ = nullptr;
-  ColumnHashes* hashes_ = nullptr;
+  Snapshot* snapshot_ = nullptr;
+  bool may_build_index_ = false;
 
   Access access_ = Access::kScan;
   int32_t rowid_ = 0;  // kRowid
@@ -94,9 +95,9 @@ class Query {
 
   std::optional<format::TableCursor> rows_;
   std::optional<format::BtreeCursor> index_;
-  std::vector<format::BtreeCursor::Position> candidates_;  // the rows a hash lookup found
+  std::vector<AutomaticIndex::RowPosition> candidates_;  // the rows an automatic index found
   size_t next_candidate_ = 0;
-  Status after_candidates_;  // where the hashed scan of the table failed
+  Status after_candidates_;  // where the index's scan of the table failed
   bool started_ = false;
   bool finished_ = false;
   Status error_;

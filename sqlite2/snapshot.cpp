@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "sqlite2/format/table_cursor.h"
+
 namespace sqlite2 {
 
 Status Snapshot::Take(const SnapshotSource& source, std::chrono::milliseconds busy_wait,
@@ -31,5 +33,18 @@ Status Snapshot::Take(const SnapshotSource& source, std::chrono::milliseconds bu
 }
 
 Snapshot::~Snapshot() = default;
+
+const AutomaticIndex& Snapshot::AutomaticIndexOf(const TableInfo& table, size_t column,
+                                                 bool numeric) {
+  BuiltIndex& built = indexes_[{&table, column, numeric}];
+  if (built.index == nullptr || built.ended_on_new_damage) {
+    const uint64_t check_failures = pager_->check_failures();
+    format::TableCursor rows(pager_.get(), table.root);
+    built.index = AutomaticIndex::Build(&rows, column, numeric);
+    built.ended_on_new_damage =
+        !built.index->error().ok() && pager_->check_failures() != check_failures;
+  }
+  return *built.index;
+}
 
 }  // namespace sqlite2

@@ -1,7 +1,22 @@
-// Prepared statements, kept for as long as the schema they were resolved
-// against stays loaded, and found again by their text: a kept statement
-// serves any text equal to its own but for its parameters
-// (sql/statement_shape.h).
+// The statement cache: prepared statements kept by the connection and found
+// again by their text, so that a statement run again - with the same text,
+// or with other strings in its WHERE clause - is neither parsed nor planned
+// again.
+//
+// What it matches. A kept statement serves any text equal to its own but
+// for its parameters, the single-quoted strings of its WHERE clause
+// (sql/statement_shape.h): "... WHERE id = '17'" and "... WHERE id = '4'"
+// share one prepared statement, each run binding its own values to the
+// literal slots (prepared_select.h). That is sound because two such texts
+// tokenize alike - no token's scan looks past a quote without taking it
+// in - and parse alike, the parameters giving only the values of string
+// literals, and because a plan depends on a statement's shape, never on
+// the values of its literals.
+//
+// Lifetime. The cache belongs to the connection (database.h) and lasts as
+// long as the schema its statements were resolved against: whenever the
+// schema is loaded again, the cache is emptied. It does not depend on the
+// read lock, and keeps nothing read from the file but the schema.
 #ifndef SQLITE2_STATEMENT_CACHE_H_
 #define SQLITE2_STATEMENT_CACHE_H_
 
@@ -18,8 +33,8 @@ namespace sqlite2 {
 
 class StatementCache {
  public:
-  // Enough for every statement the plug-in runs and a session of ad hoc
-  // ones; a full cache starts over.
+  // Enough for the statements a program runs over and over and a session
+  // of ad hoc ones; a full cache starts over.
   static constexpr size_t kCapacity = 64;
 
   // The kept statement whose text begins at `begin` of `sql` (a

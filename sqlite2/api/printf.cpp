@@ -135,7 +135,7 @@ void FormatArgs(const char* format, Args* args, std::string* out) {
       p = run_end - 1;
       continue;
     }
-    // A bare %s, the one directive of the reader's lookups, needs no parsing.
+    // A bare %s, the commonest directive, needs no parsing.
     if (p[1] == 's') {
       const char* text = va_arg(args->list, const char*);
       out->append(text != nullptr ? text : "");

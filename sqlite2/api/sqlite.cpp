@@ -38,8 +38,8 @@ class CallbackRow {
   }
 
  private:
-  // Runs for every row of every statement, the plug-in's many font lookups
-  // included, so the buffers only ever grow, and are filled in place.
+  // Runs for every row of every statement, so the buffers only ever grow,
+  // and are filled in place.
   void Fill(const sqlite2::Query& query) {
     const sqlite2::RowValues& row = query.row();
     size_t size = 0;
@@ -102,9 +102,9 @@ class CallbackRow {
 };
 
 // What the statements run at one level of nesting in row callbacks reuse,
-// kept from one statement to the next: the reader's thousands of lookups,
-// all at the same level, then format their SQL and lay their rows out in
-// the same buffers.
+// kept from one statement to the next: statements run one after another
+// at the same level - lookups nested in a scan, say - format their SQL and
+// lay their rows out in the same buffers.
 struct Level {
   std::string sql;  // the text sqlite_exec_printf() formatted
   CallbackRow row;

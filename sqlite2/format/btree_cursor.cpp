@@ -11,11 +11,6 @@
 namespace sqlite2::format {
 namespace {
 
-uint32_t LoadBigEndian32(const char* bytes) {
-  const auto* b = reinterpret_cast<const unsigned char*>(bytes);
-  return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
-}
-
 // What an order below means when a key cannot be read.
 constexpr int kUnreadable = INT_MIN;
 
@@ -127,10 +122,9 @@ Status BtreeCursor::Descend(std::string_view key, bool damage_is_absence, bool* 
     return Status::Ok();
   };
   // A 4-byte key, the rowid of every table lookup, compares as a number
-  // with each cell's key head (btree_page.h), so that the search reads the
-  // decoded cells only, never the page.
+  // with each cell's key head (btree_page.h).
   const bool rowid_key = key.size() == kRowidKeySize;
-  const uint32_t wanted = rowid_key ? LoadBigEndian32(key.data()) : 0;
+  const uint32_t wanted = rowid_key ? KeyHead(key) : 0;
   PageNumber number = root_;
   for (bool is_root = true;; is_root = false) {
     // A seek only descends, which the depth limit bounds; not recording its
@@ -155,9 +149,10 @@ Status BtreeCursor::Descend(std::string_view key, bool damage_is_absence, bool* 
       // they agree the shorter key is the smaller.
       FindCell(
           *page,
-          [wanted](const Cell& cell) {
-            if (cell.key_head != wanted) {
-              return cell.key_head < wanted ? -1 : 1;
+          [page, wanted](const Cell& cell) {
+            const uint32_t head = page->key_head(cell);
+            if (head != wanted) {
+              return head < wanted ? -1 : 1;
             }
             return cell.key_size < kRowidKeySize ? -1 : cell.key_size > kRowidKeySize ? 1 : 0;
           },

@@ -3,7 +3,7 @@
 // The walk visits, for each cell of a page in list order, the cell's left
 // subtree and then the cell itself, and the page's right subtree last. It
 // keeps the path from the root on an explicit stack. A damaged file must not
-// hang or crash the reader, so a page reached a second time (a child
+// hang or crash the process, so a page reached a second time (a child
 // pointer back to an ancestor, or two pointers to one page) and a path
 // deeper than kMaxDepth are corrupt. So is reading more overflow pages than
 // OverflowBudget() allows: in a sound file every overflow page belongs to one

@@ -17,16 +17,17 @@ Cell DecodeCellHeader(const uint8_t* p, uint16_t offset, ByteOrder order, uint16
   cell.key_size = Load16(p + 4, order) + (uint32_t{p[8]} << 16);
   *next = Load16(p + 6, order);
   cell.data_size = Load16(p + 10, order) + (uint32_t{p[9]} << 16);
-  // A key of 4 bytes or more has them all in the cell, as the local
-  // payload is never shorter than 4 bytes then.
-  const uint32_t head_size = cell.key_size < 4 ? cell.key_size : 4;
-  for (uint32_t i = 0; i < head_size; ++i) {
-    cell.key_head |= uint32_t{p[kCellHeaderSize + i]} << (24 - 8 * i);
-  }
   return cell;
 }
 
 }  // namespace
+
+uint32_t KeyHead(std::string_view key) {
+  uint32_t head = 0;
+  for (size_t i = 0; i < key.size() && i < 4; ++i)
+    head |= uint32_t{static_cast<uint8_t>(key[i])} << (24 - 8 * i);
+  return head;
+}
 
 uint32_t Cell::size() const {
   if (payload_size() > kMaxLocalPayload) {

@@ -35,6 +35,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "sqlite2/format/page.h"
 #include "sqlite2/status.h"
@@ -48,11 +49,12 @@ inline constexpr uint32_t kMinCellSize = 16;
 // The usable area 8..1023 holds at most this many of the smallest cells.
 inline constexpr uint32_t kMaxCellsPerPage = (kPageSize - kPageHeaderSize) / kMinCellSize;
 
+// The first 4 bytes of `key`, zero-padded when it is shorter, as a
+// big-endian number, so that numeric order is byte order: what a rowid key
+// holds, which the library reads whatever the key's size.
+uint32_t KeyHead(std::string_view key);
+
 struct Cell {
-  // The key's first 4 bytes, zero-padded when it is shorter, as a
-  // big-endian number, so that numeric order is byte order: a seek for a
-  // 4-byte key (a rowid) orders every cell without reading the page.
-  uint32_t key_head = 0;
   uint16_t offset = 0;  // where the cell starts on its page
   PageNumber left_child = 0;
   uint32_t key_size = 0;
@@ -78,6 +80,12 @@ struct BtreePage {
   // Where the payload stored in the cell itself begins.
   const uint8_t* local_payload(const Cell& cell) const {
     return bytes->data() + cell.offset + kCellHeaderSize;
+  }
+  // KeyHead() of the cell's key, which holds all four bytes in the cell
+  // itself when it is that long: the local payload is never shorter.
+  uint32_t key_head(const Cell& cell) const {
+    return KeyHead({reinterpret_cast<const char*>(local_payload(cell)),
+                    cell.key_size < 4 ? cell.key_size : 4});
   }
 
   // Decodes and checks the page `bytes`, writing its cells to the start of

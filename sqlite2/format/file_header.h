@@ -4,7 +4,7 @@
 //        0   48  magic text "** This file contains an SQLite 2.1 database **"
 //                followed by one NUL
 //       48    4  magic integer 0xdae37528 in the writer's byte order; this is
-//                how a reader learns the file's byte order
+//                how the file's byte order is learnt
 //       52    4  first free-list trunk page (0 = the free list is empty)
 //       56    4  number of free pages, trunk and branch pages together
 //       60    4  meta 1: schema cookie, signed; changes with every CREATE/DROP
@@ -43,7 +43,7 @@ struct FileHeader {
 };
 
 // Formats older than 3 are rewritten in place by the real library on open;
-// a reader that never writes refuses them with the text the library gives
+// an engine that never writes refuses them with the text the library gives
 // when it cannot write. The library reports this only after the schema has
 // loaded cleanly, so call it after reading sqlite_master.
 Status RequireUpgradedFormat(const FileHeader& header);

@@ -1,4 +1,4 @@
-// The shared lock a reader holds on the database file while a statement
+// The shared lock the engine holds on the database file while a statement
 // runs, so that a writer in another process never changes pages under it
 // and it never sees a writer's half-done work.
 //
@@ -8,11 +8,11 @@
 //
 // It is an open-file-description lock (F_OFD_SETLK), not a classic POSIX
 // record lock. The two kinds conflict with each other, so a 2.8 writer and
-// this reader shut each other out exactly as two 2.8 processes do. But a
+// this engine shut each other out exactly as two 2.8 processes do. But a
 // classic lock belongs to the process and vanishes as soon as any
-// descriptor of the file is closed anywhere in it - the database watcher
-// keeps its own descriptor of the same file, and other code may open and
-// close it at any time - while this one belongs to our descriptor alone and
+// descriptor of the file is closed anywhere in it - and the rest of the
+// process may well keep descriptors of the same file, opening and closing
+// them at any time - while this one belongs to our descriptor alone and
 // stays until we release it. Two handles in one process hold locks of
 // their own, with no table of shared descriptors to keep.
 #ifndef SQLITE2_FORMAT_FILE_LOCK_H_

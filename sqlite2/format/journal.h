@@ -7,8 +7,8 @@
 // (no live writer can hold its lock then) was left by a writer that died
 // mid-transaction: the file may hold some of its new pages, and the
 // committed state is the file cut back to its original size with the
-// journal's pages put back. Rolling back means writing exactly that; a
-// reader that never writes builds the same image in memory instead.
+// journal's pages put back. Rolling back means writing exactly that; an
+// engine that never writes builds the same image in memory instead.
 //
 // Format 3, every integer big-endian:
 //
@@ -56,7 +56,7 @@ class JournalOverlay : public PageSource {
   // when no journal exists, when it is too short to roll anything back, and
   // when its magic is unknown: the library refuses such a journal once with
   // "database disk image is malformed", deletes it, and from then on reads
-  // the file as it is - which is what a reader that cannot delete it gives
+  // the file as it is - which is what an engine that cannot delete it gives
   // every time. A journal that exists but cannot be read is "database is
   // locked", as the library reports it. `file` must outlive the overlay.
   static Status Open(const std::string& journal_path, PageSource* file,

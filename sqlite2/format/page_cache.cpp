@@ -5,8 +5,8 @@
 namespace sqlite2::format {
 
 static_assert(alignof(BtreePage) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
-                  sizeof(BtreePage) % alignof(Cell) == 0 && sizeof(Cell) % alignof(BtreePage) == 0,
-              "a view and its cells pack one after another in a block");
+                  sizeof(BtreePage) % alignof(Cell) == 0,
+              "a view's cells follow it in a block without padding");
 
 PageCache::PageCache() = default;
 PageCache::~PageCache() = default;
@@ -23,7 +23,9 @@ PageCache::TreeRoom PageCache::NextTreeRoom() {
 }
 
 const BtreePage* PageCache::KeepTree(PageNumber number, const TreeRoom& room) {
-  tree_bytes_used_ += sizeof(BtreePage) + room.tree->cells.size() * sizeof(Cell);
+  const size_t end = tree_bytes_used_ + sizeof(BtreePage) + room.tree->cells.size() * sizeof(Cell);
+  // The next view starts where a view may.
+  tree_bytes_used_ = (end + alignof(BtreePage) - 1) / alignof(BtreePage) * alignof(BtreePage);
   trees_.Make(number - 1).trees[(number - 1) & kTreeChunkMask] = room.tree;
   return room.tree;
 }

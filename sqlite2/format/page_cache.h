@@ -8,10 +8,10 @@
 // view and the cells the view points at stay where they are until the
 // cache is destroyed, which lets cursors hold plain pointers into it.
 //
-// A seek reads a view and its cells on every level and the page bytes
-// only for the entry it ends on, so the views are kept apart from the
-// bytes: each view sits right before its cells, and the pointers to the
-// views are a table of their own, dense enough to stay in the cache.
+// A seek reads a view and its cells on every level, and of the page bytes
+// only the keys it compares, so the views are kept apart from the bytes:
+// each view sits right before its cells, and the pointers to the views are
+// a table of their own, dense enough to stay in the cache.
 #ifndef SQLITE2_FORMAT_PAGE_CACHE_H_
 #define SQLITE2_FORMAT_PAGE_CACHE_H_
 

@@ -7,7 +7,7 @@
 // Lifetime: every page and B-tree page handed out stays valid, unchanged,
 // until the pager is destroyed. Cursors hold plain pointers into it, so a
 // cursor must not outlive its pager; every cursor lives inside a statement
-// (or a column hash) that holds the snapshot owning the pager.
+// (or an automatic index) that holds the snapshot owning the pager.
 #ifndef SQLITE2_FORMAT_PAGER_H_
 #define SQLITE2_FORMAT_PAGER_H_
 
@@ -46,7 +46,7 @@ class Pager {
 
   // Page `number` decoded and checked as a B-tree page (see
   // BtreePage::DecodeFrom), decoded once: every seek passes through the
-  // same few interior pages, and the font reader's lookups come back to
+  // same few interior pages, and lookups nested in a scan come back to
   // the same leaves. A page that fails its check is not kept; met again,
   // it fails again or, when `half_checked` holds it, passes as it is. A
   // page without cells passes as a root only.

@@ -16,7 +16,7 @@
 // the file gives its bytes, whatever it really holds, and the chain may
 // end early, run on past the payload or loop. Bytes a chain ends without
 // are what the library's buffer happened to hold; here they are missing,
-// and readers take them as zeros.
+// and whoever decodes the payload takes them as zeros.
 #ifndef SQLITE2_FORMAT_PAYLOAD_H_
 #define SQLITE2_FORMAT_PAYLOAD_H_
 

@@ -39,7 +39,7 @@ class TableCursor {
 
  private:
   // Takes the rowid from the entry the cursor is on.
-  void DecodeKey() { rowid_ = DecodeRowidKeyHead(cursor_.cell().key_head); }
+  void DecodeKey() { rowid_ = DecodeRowidKeyHead(KeyHead(cursor_.key())); }
 
   BtreeCursor cursor_;
   int32_t rowid_ = 0;

@@ -80,6 +80,23 @@ int CompareNumericClass(std::string_view a, std::string_view b) {
   return a.compare(b);
 }
 
+EqualityClass EqualityClassOf(std::string_view value, bool numeric) {
+  EqualityClass result;
+  if (!numeric || !LooksLikeNumber(value)) {
+    result.bytes = value;
+    return result;
+  }
+  const double number = AtoF(value);
+  if (std::isnan(number)) {
+    result.kind = EqualityClass::Kind::kEveryNumber;
+    return result;
+  }
+  result.kind = EqualityClass::Kind::kNumber;
+  // -0 equals 0 but has other bits, which a hash of the number would see.
+  result.number = number == 0 ? 0.0 : number;
+  return result;
+}
+
 std::optional<bool> Compare(CompareOp op, std::optional<std::string_view> left,
                             std::optional<std::string_view> right, bool numeric) {
   if (!left || !right)

@@ -30,11 +30,11 @@ namespace sqlite2::sql {
 
 class StatementReader {
  public:
-  // `sql` must outlive the reader.
+  // `sql` must outlive this object.
   explicit StatementReader(std::string_view sql) : sql_(sql) {}
 
   // The next statement, or nullopt at the end of the input. After an error
-  // the reader is spent.
+  // nothing more is parsed.
   Status Next(std::optional<SelectStatement>* statement);
 
  private:
@@ -44,7 +44,7 @@ class StatementReader {
   // Records a syntax error at `token` (or an unrecognized token); returns
   // nullptr so that parse functions can `return Fail(...)`.
   std::nullptr_t Fail(const Token& token);
-  // Records that an expression nests deeper than the reader follows.
+  // Records that an expression nests deeper than the parser follows.
   std::nullptr_t TooDeep();
   bool failed() const { return !error_.ok(); }
 

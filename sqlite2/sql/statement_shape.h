@@ -1,13 +1,7 @@
 // Cutting a string of ';'-separated statements into statements, and
 // finding the parameters of each: the single-quoted strings of its WHERE
-// clause, the literals a lookup such as the font reader's
-// "SELECT * FROM fonts WHERE id = '17';" varies from one run to the next.
-//
-// Two statements whose texts are equal but for their parameters tokenize
-// alike - no token's scan looks past a quote without taking it in - and
-// parse alike, the parameters giving only the values of string literals
-// (spans of WHERE terms name nothing). So one prepared statement serves
-// both (statement_cache.h).
+// clause, which the statement cache (statement_cache.h) lets vary from one
+// run of a statement to the next.
 #ifndef SQLITE2_SQL_STATEMENT_SHAPE_H_
 #define SQLITE2_SQL_STATEMENT_SHAPE_H_
 

@@ -1,9 +1,7 @@
 #include "sqlite2/sql/tokenizer.h"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
-#include <vector>
 
 namespace sqlite2::sql {
 namespace {
@@ -58,31 +56,11 @@ bool Contains(const std::string_view (&words)[N], std::string_view word) {
                      [word](std::string_view w) { return EqualsIgnoringCase(w, word); });
 }
 
-// Every word of every statement is classified, the plug-in's thousands of
-// font lookups included: the keywords are filed by first letter, so a
-// word is compared with the few that start like it.
 TokenKind WordKind(std::string_view word) {
-  constexpr size_t kLongestKeyword = 11;  // TRANSACTION
-  const unsigned char first = static_cast<unsigned char>(word[0]) & ~0x20;
-  if (word.size() > kLongestKeyword || first < 'A' || first > 'Z')
-    return TokenKind::kId;
-  struct Keyword {
-    std::string_view text;
-    TokenKind kind;
-  };
-  static const auto* const kByLetter = [] {
-    auto* by_letter = new std::array<std::vector<Keyword>, 26>();
-    for (std::string_view keyword : kKeywords) {
-      const bool join = Contains(kJoinKeywords, keyword);
-      (*by_letter)[keyword[0] - 'A'].push_back(
-          {keyword, join ? TokenKind::kJoinKeyword : TokenKind::kKeyword});
-    }
-    return by_letter;
-  }();
-  for (const Keyword& keyword : (*kByLetter)[first - 'A']) {
-    if (EqualsIgnoringCase(keyword.text, word))
-      return keyword.kind;
-  }
+  if (Contains(kJoinKeywords, word))
+    return TokenKind::kJoinKeyword;
+  if (Contains(kKeywords, word))
+    return TokenKind::kKeyword;
   return TokenKind::kId;
 }
 

@@ -1,6 +1,7 @@
 // Font lookups run the way the plug-in runs them - nested inside another
 // statement, all under one lock, so that a column without an index is
-// answered from a hash - give the real library's rows, order and errors.
+// answered from an automatic index - give the real library's rows, order
+// and errors.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -101,11 +102,11 @@ TEST_P(NestedFixtureLookups, MatchTheLibrary) {
 INSTANTIATE_TEST_SUITE_P(Fixtures, NestedFixtureLookups, ::testing::ValuesIn(FixtureNames()),
                          [](const auto& info) { return info.param; });
 
-// A hashed lookup answers exactly what a scan answers, row for row and in
+// An automatic index answers exactly what a scan answers, row for row and in
 // the same order, for every way two values can be equal or not: in text
 // and numeric columns, against quoted and unquoted literals, either side
 // of the '='.
-TEST(HashedLookup, AnswersWhatAScanAnswers) {
+TEST(AutomaticIndex, AnswersWhatAScanAnswers) {
   writer::testing::ScratchDir dir;
   const std::string path = dir.File("values.db");
   writer::Database file;
@@ -162,20 +163,20 @@ TEST(HashedLookup, AnswersWhatAScanAnswers) {
   for (const std::string& query : queries) {
     for (const char* value : kValues) {
       const Answer scanned = Lookup(db, query.c_str(), value);
-      Answer hashed;
-      Nested(db, [&] { hashed = Lookup(db, query.c_str(), value); });
-      EXPECT_EQ(hashed.rows, scanned.rows) << query << " with " << value;
-      EXPECT_EQ(hashed.rc, SQLITE_OK);
+      Answer indexed;
+      Nested(db, [&] { indexed = Lookup(db, query.c_str(), value); });
+      EXPECT_EQ(indexed.rows, scanned.rows) << query << " with " << value;
+      EXPECT_EQ(indexed.rc, SQLITE_OK);
     }
   }
   sqlite_close(db);
 }
 
-// Rows answered from a hash are loaded from where the hash's scan found
-// them, which in a tree several levels deep is any cell of any page: the
+// Rows answered from an automatic index are loaded from where the index's
+// scan found them, which in a tree several levels deep is any cell of any page: the
 // first or last on a leaf, on an interior page, or spilling onto overflow
 // pages. Each comes back as a scan gives it.
-TEST(HashedLookup, LoadsRowsFromEveryPlaceInTheTree) {
+TEST(AutomaticIndex, LoadsRowsFromEveryPlaceInTheTree) {
   writer::testing::ScratchDir dir;
   const std::string path = dir.File("deep.db");
   writer::Database file;
@@ -196,10 +197,10 @@ TEST(HashedLookup, LoadsRowsFromEveryPlaceInTheTree) {
     const std::string value = std::to_string(id);
     const char* query = "SELECT rowid, id, body FROM t WHERE id = '%q';";
     const Answer scanned = Lookup(db, query, value.c_str());
-    Answer hashed;
-    Nested(db, [&] { hashed = Lookup(db, query, value.c_str()); });
-    EXPECT_EQ(hashed.rows, scanned.rows) << id;
-    EXPECT_EQ(hashed.rc, SQLITE_OK);
+    Answer indexed;
+    Nested(db, [&] { indexed = Lookup(db, query, value.c_str()); });
+    EXPECT_EQ(indexed.rows, scanned.rows) << id;
+    EXPECT_EQ(indexed.rc, SQLITE_OK);
     EXPECT_EQ(scanned.rows.size(), id < kIds ? (kRows - id + kIds - 1) / kIds : 0u) << id;
   }
   sqlite_close(db);

@@ -120,7 +120,7 @@ std::vector<RowCell> RowCells(const std::vector<uint8_t>& image) {
     for (const format::Cell& cell : decoded.cells) {
       if (cell.key_size == format::kRowidKeySize) {
         const size_t at = (page - 1) * format::kPageSize + cell.offset;
-        cells.push_back({at, format::DecodeRowidKeyHead(cell.key_head), cell.overflow});
+        cells.push_back({at, format::DecodeRowidKeyHead(decoded.key_head(cell)), cell.overflow});
       }
     }
   }

@@ -23,7 +23,7 @@ std::vector<uint8_t> FontImage(int version, int fonts);
 
 // Everything one handle reads in one outermost statement: each rel row,
 // and under it the font its child names, looked up by the unindexed name
-// (the hash path) - then every row of fonts on its own. A failing
+// (an automatic index) - then every row of fonts on its own. A failing
 // statement adds "rc N message" and the lines stop there.
 std::vector<std::string> ReadEverything(sqlite* db);
 // The same on a fresh handle of `path`; "open: message" when it fails.

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "sqlite2/format/keys.h"
 #include "tests/sqlite2/format/test_image.h"
@@ -54,6 +55,37 @@ TEST(BtreePageTest, CellsComeInListOrderWithTheirHeaders) {
     }
     // Physical order is the reverse of list order.
     EXPECT_GT(page.cells[0].offset, page.cells[2].offset);
+  }
+}
+
+// What a rowid seek orders a page's cells by: each key's first four bytes,
+// zero-padded, as a big-endian number, whatever the key's length and the
+// file's byte order.
+TEST(BtreePageTest, KeyHeadsAreEachKeysFirstFourBytes) {
+  const struct {
+    std::string key;
+    uint32_t head;
+  } kCases[] = {
+      {"", 0},
+      {"\x01", 0x01000000},
+      {"\x01\x02\x03", 0x01020300},
+      {EncodeRowidKey(-5), 0x7ffffffb},
+      {EncodeRowidKey(1) + "c-tail", 0x80000001},
+      {std::string(200, '\xfe'), 0xfefefefe},
+  };
+  for (ByteOrder order : kBothOrders) {
+    std::vector<TestCell> cells;
+    for (const auto& c : kCases)
+      cells.push_back({0, c.key, "data"});
+    TestImage image(order, 2);
+    image.WriteBtreePage(kPage, 0, cells);
+    DecodedPage page;
+    ASSERT_TRUE(Decode(image, &page).ok());
+    ASSERT_EQ(page.cells.size(), std::size(kCases));
+    for (size_t i = 0; i < std::size(kCases); ++i) {
+      EXPECT_EQ(page.key_head(page.cells[i]), kCases[i].head) << "cell " << i;
+      EXPECT_EQ(KeyHead(kCases[i].key), kCases[i].head) << "key " << i;
+    }
   }
 }
 

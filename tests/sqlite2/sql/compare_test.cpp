@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
@@ -73,6 +74,68 @@ TEST(CompareTest, OrderingPutsNumbersBeforeText) {
                    Compare(CompareOp::kGt, c.a, c.b, c.numeric) == true),
               c.sign)
         << c.a << " vs " << c.b;
+  }
+}
+
+// Equality classes tell equal values apart exactly as Compare() does, for
+// every pair of values that look alike: the classes are what an automatic
+// index files values by, so any disagreement is a lookup that misses a row
+// a scan finds, or finds one it does not.
+TEST(CompareTest, EqualityClassesAgreeWithCompare) {
+  const std::string kValues[] = {"5",
+                                 "05",
+                                 "+5",
+                                 "5.0",
+                                 "5e0",
+                                 "0.5e1",
+                                 " 5",
+                                 "5 ",
+                                 "5.",
+                                 "1e1",
+                                 "10",
+                                 "-0",
+                                 "0",
+                                 "0.0",
+                                 "+0",
+                                 "-0e5",
+                                 "1e0",
+                                 "01",
+                                 "1.0",
+                                 "0e99999",
+                                 "1e99999",
+                                 "-1e99999",
+                                 "9007199254740993",
+                                 "9007199254740992",
+                                 "abc",
+                                 "ABC",
+                                 "",
+                                 "a'b",
+                                 "\xe9",
+                                 "1e-400"};
+  using Kind = EqualityClass::Kind;
+  for (const bool numeric : {false, true}) {
+    for (const std::string& a : kValues) {
+      for (const std::string& b : kValues) {
+        const EqualityClass x = EqualityClassOf(a, numeric), y = EqualityClassOf(b, numeric);
+        const bool every_number = (x.kind == Kind::kEveryNumber && y.IsNumber()) ||
+                                  (y.kind == Kind::kEveryNumber && x.IsNumber());
+        EXPECT_EQ(x == y || every_number, Compare(CompareOp::kEq, a, b, numeric) == true)
+            << "'" << a << "' = '" << b << "', " << (numeric ? "numeric" : "text");
+      }
+    }
+  }
+}
+
+// Values of one class can be hashed alike: a class carries no trace of how
+// the value was written.
+TEST(CompareTest, EqualNumbersHaveOneClass) {
+  const struct {
+    std::string a, b;
+  } kCases[] = {{"-0", "0"}, {"0.0", "-0e5"}, {"5", "0.5e1"}, {"1e1", "10.0"}};
+  for (const auto& c : kCases) {
+    const EqualityClass x = EqualityClassOf(c.a, true), y = EqualityClassOf(c.b, true);
+    ASSERT_EQ(x.kind, EqualityClass::Kind::kNumber) << c.a;
+    EXPECT_EQ(std::memcmp(&x.number, &y.number, sizeof x.number), 0) << c.a << " and " << c.b;
   }
 }
 
