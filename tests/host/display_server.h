@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace qbfa_test {
 
@@ -33,6 +34,13 @@ class DisplayServer {
   std::string directory_;
   pid_t process_ = -1;
 };
+
+// For a server's child process: ends with the test process, sends its output
+// to the file `log`, and becomes `arguments[0]` (looked up on PATH when it has
+// no slash) with `environment` ("NAME=value" each) as its whole environment.
+// Returns only when that fails, with 127.
+int ExecServer(const std::string& log, const std::vector<std::string>& arguments,
+               std::vector<std::string> environment);
 
 }  // namespace qbfa_test
 

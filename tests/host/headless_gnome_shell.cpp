@@ -1,8 +1,6 @@
 #include "tests/host/headless_gnome_shell.h"
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -176,18 +174,10 @@ bool HeadlessGnomeShell::Start(const GnomeShellSetup& setup) {
     environment.push_back(name + "=" + value);
   log_ = directory + "/gnome-shell.log";
   server_.Start([&] {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    int output = open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (output < 0 || dup2(output, STDOUT_FILENO) < 0 || dup2(output, STDERR_FILENO) < 0)
-      return 127;
-    std::vector<char*> variables;
-    for (std::string& variable : environment)
-      variables.push_back(variable.data());
-    variables.push_back(nullptr);
-    const char* const argv[] = {"gnome-shell", "--headless", "--virtual-monitor", "1280x720",
-                                "--wayland",   "--no-x11",   "--unsafe-mode",     nullptr};
-    execvpe("gnome-shell", const_cast<char* const*>(argv), variables.data());
-    return 127;
+    return ExecServer(log_,
+                      {"gnome-shell", "--headless", "--virtual-monitor", "1280x720", "--wayland",
+                       "--no-x11", "--unsafe-mode"},
+                      environment);
   });
 
   bool ended = false;

@@ -1,8 +1,6 @@
 #include "tests/host/headless_kwin.h"
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
@@ -113,22 +111,10 @@ HeadlessKWin::HeadlessKWin(const std::vector<std::string>& packages) {
   for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"})
     environment.push_back(name + ("=" + *SessionEnvironment().at(name)));
   server_.Start([&] {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (output < 0 || dup2(output, STDOUT_FILENO) < 0 || dup2(output, STDERR_FILENO) < 0)
-      return 127;
-    std::vector<char*> variables;
-    for (std::string& variable : environment)
-      variables.push_back(variable.data());
-    variables.push_back(nullptr);
-    const char* const argv[] = {"kwin_wayland",     "--virtual",
-                                "--width",          "1024",
-                                "--height",         "768",
-                                "--socket",         "wayland-0",
-                                "--no-lockscreen",  "--no-global-shortcuts",
-                                "--no-kactivities", nullptr};
-    execve(program.c_str(), const_cast<char* const*>(argv), variables.data());
-    return 127;
+    return ExecServer(log,
+                      {program, "--virtual", "--width", "1024", "--height", "768", "--socket",
+                       "wayland-0", "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities"},
+                      environment);
   });
 
   // KWin takes scripts once it is on the bus.

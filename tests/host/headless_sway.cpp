@@ -1,10 +1,8 @@
 #include "tests/host/headless_sway.h"
 
-#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -96,19 +94,8 @@ HeadlessSway::HeadlessSway() {
   server_.Start([&] {
     if (!BecomeDesktopUser())
       return 126;
-    // After the change of user, which clears it.
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (output < 0 || dup2(output, STDOUT_FILENO) < 0 || dup2(output, STDERR_FILENO) < 0)
-      return 127;
-    std::vector<char*> variables;
-    for (std::string& variable : environment)
-      variables.push_back(variable.data());
-    variables.push_back(nullptr);
-    char* const argv[] = {const_cast<char*>("sway"), const_cast<char*>("-c"),
-                          const_cast<char*>(configuration.c_str()), nullptr};
-    execvpe("sway", argv, variables.data());
-    return 127;
+    // After the change of user, which clears the parent's death signal.
+    return ExecServer(log, {"sway", "-c", configuration}, environment);
   });
 
   const auto deadline = std::chrono::steady_clock::now() + kOutputWait;

@@ -74,7 +74,7 @@ class MutationRun {
         steps_(profile.step_weights.begin(), profile.step_weights.end()),
         sources_(profile.source_weights.begin(), profile.source_weights.end()) {
     for (int i = 0; i < kKeyCount; ++i) {
-      key_texts_.push_back("k" + std::to_string(i));
+      key_texts_.push_back(std::string("k").append(std::to_string(i)));
       shared_keys_.emplace_back(key_texts_.back());
     }
     // The booleans live for good once made: make them before counting.
