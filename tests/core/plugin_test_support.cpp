@@ -56,6 +56,16 @@ SearchPlaces::~SearchPlaces() {
   SetLibraryFolderPlaces(std::nullopt);
 }
 
+std::string SearchPlaces::PutDatabaseBeyondPathLimit() {
+  std::string deep = root();
+  while (deep.size() <= 1024)
+    deep += "/" + std::string(100, 'd');
+  MoveLibraryFolder(Place::kLocal, deep);
+  fs::create_directories(deep);
+  PutDatabase(Place::kLocal);
+  return "[QB] Cannot get path for " + DatabaseURL(Place::kLocal) + "\n";
+}
+
 void SearchPlaces::ApplyPlaces() {
   SetLibraryFolderPlaces(LibraryFolderPlaces{local_library_, user_library_});
 }

@@ -51,6 +51,9 @@ class SearchPlaces {
   // `place`, creating folders; returns the database's path.
   std::string PutDatabase(Place place, const std::string& source = "basic");
 
+  // Puts the database in a local Library folder whose path is longer than
+  // the 1024 bytes a connect has room for; returns the line a connect logs.
+  std::string PutDatabaseBeyondPathLimit();
   // Points a Library folder at a path that may or may not exist.
   void MoveLibraryFolder(Place place, const std::string& folder);
   const std::string& local_library() const { return local_library_; }

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 
 #include "diag/duration.h"
 #include "platform/values.h"
@@ -101,13 +100,7 @@ TEST(SetRead, AConnectThatOpensNothing) {
   };
   for (const Case c : {Case{true, 2}, Case{false, 1}}) {
     SearchPlaces places;
-    std::string deep = places.root();
-    while (deep.size() <= 1024)
-      deep += "/" + std::string(100, 'd');
-    places.MoveLibraryFolder(Place::kLocal, deep);
-    std::filesystem::create_directories(deep);
-    places.PutDatabase(Place::kLocal);
-    const std::string line = "[QB] Cannot get path for " + places.DatabaseURL(Place::kLocal) + "\n";
+    const std::string line = places.PutDatabaseBeyondPathLimit();
 
     qbfa::SetReadPlan plan;
     plan.read_without_connection = c.read_without_connection;
