@@ -59,7 +59,7 @@ std::string ShellTypelibPath() {
   for (const fs::directory_entry& triplet : fs::directory_iterator("/usr/lib", ignored)) {
     for (const fs::directory_entry& entry : fs::directory_iterator(triplet.path(), ignored)) {
       if (entry.path().filename().string().starts_with("mutter-"))
-        path += ":" + entry.path().string();
+        path.append(":").append(entry.path().string());
     }
   }
   return path;
