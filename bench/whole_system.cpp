@@ -38,6 +38,7 @@
 #include "bench/timed_process.h"
 #include "hookwright/log.h"
 #include "platform/xml.h"
+#include "tests/support/file_text.h"
 
 namespace {
 
@@ -61,11 +62,6 @@ struct Options {
   int refreshes = 100;
   int memory_fonts = 20000;
 };
-
-std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 double Megabytes(double bytes) {
   return bytes / 1e6;
@@ -99,7 +95,8 @@ void Header(const std::vector<std::string>& cells) {
 }
 
 void MeasureChange(const Library& library, const Options& options) {
-  const std::string bytes[2] = {Contents(library.versions[0]), Contents(library.versions[1])};
+  const std::string bytes[2] = {qbfa_test::FileText(library.versions[0]),
+                                qbfa_test::FileText(library.versions[1])};
   SystemRig rig(bytes[0]);
   const std::string expected[2] = {PublicationOf(library.versions[0]),
                                    PublicationOf(library.versions[1])};
@@ -137,7 +134,7 @@ void MeasureChange(const Library& library, const Options& options) {
 }
 
 void MeasureUnchanged(const Library& library, const Options& options) {
-  const std::string bytes = Contents(library.versions[0]);
+  const std::string bytes = qbfa_test::FileText(library.versions[0]);
   SystemRig rig(bytes);
   const std::string startup = rig.host().Await("[QB] Operation took", 0).text;
   Samples whole, to_updating, read;
@@ -174,7 +171,8 @@ void MeasureMemory(const Library& library, const Options& options) {
   qbfa_bench::CountHeapBytes(false);
   const size_t xml_bytes = CFPropertyListCreateXMLData(sets.get()).value_or(cf::Data()).size();
 
-  const std::string bytes[2] = {Contents(library.versions[0]), Contents(library.versions[1])};
+  const std::string bytes[2] = {qbfa_test::FileText(library.versions[0]),
+                                qbfa_test::FileText(library.versions[1])};
   SystemRig rig(bytes[0]);
   const pid_t host = rig.host().pid();
   const double rss_first = StatusMegabytes(host, "VmRSS"),
@@ -196,7 +194,7 @@ void MeasureMemory(const Library& library, const Options& options) {
 
 void MeasureProcesses(const Library& library, const Options& options) {
   const std::string& path = library.versions[0];
-  SystemRig rig(Contents(path));
+  SystemRig rig(qbfa_test::FileText(path));
   std::vector<std::string> cells{
       library.name, Number(Megabytes(static_cast<double>(std::filesystem::file_size(path))), 2)};
   const std::vector<std::vector<std::string>> commands{

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "tests/host/bridge_client.h"
+#include "tests/support/file_text.h"
 #include "tests/support/host_session.h"
 #include "tests/support/logged_host.h"
 #include "tests/support/watched_file.h"
@@ -21,13 +22,6 @@ const std::string kQbfa = QBFA_BINARY_DIR "/cli/qbfa";
 constexpr int kReports = 10'000;
 constexpr char kSwitched[] = "qbfa host: front application switched (desktop bridge)";
 constexpr char kReRead[] = "[QB] Updating font sets";
-
-std::string Sample(int version) {
-  std::ifstream in(
-      std::string(QBFA_SOURCE_DIR "/sample/") + (version == 2 ? "FontAgent-2.db" : "FontAgent.db"),
-      std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // How many lines from `from` on contain `text`.
 size_t Count(const qbfa_test::LoggedHost& host, size_t from, const std::string& text) {
@@ -49,7 +43,7 @@ void Flood(qbfa_test::BridgeClient& bridge, const qbfa_test::LoggedHost& host, s
 }
 
 TEST(HostBridge, ReReadsOncePerStaleMarkHoweverManyReportsArrive) {
-  qbfa_test::HostSession session(kQbfa, Sample(1));
+  qbfa_test::HostSession session(kQbfa, qbfa_test::FileText(qbfa_test::BundledSamplePath(1)));
   qbfa_test::LoggedHost& host = session.StartHost();
   qbfa_test::BridgeClient bridge;
   ASSERT_TRUE(bridge.connected());
@@ -63,7 +57,8 @@ TEST(HostBridge, ReReadsOncePerStaleMarkHoweverManyReportsArrive) {
   ASSERT_EQ(stat(session.database().c_str(), &before), 0);
   qbfa_test::AwaitFileClockPast(session.home().root(), before.st_mtim);
   from = host.LineCount();
-  std::ofstream(session.database(), std::ios::binary) << Sample(2);
+  std::ofstream(session.database(), std::ios::binary)
+      << qbfa_test::FileText(qbfa_test::BundledSamplePath(2));
   const auto dated = host.Await(" vs " + qbfa_test::WatcherLoggedDate(session.database()), from);
   const auto stale = host.Await("[QB] \tident=", dated.index);
 

@@ -23,6 +23,7 @@
 #include "tests/reader/qbfa_process.h"
 #include "tests/support/background_process.h"
 #include "tests/support/environment.h"
+#include "tests/support/file_text.h"
 #include "tests/support/host_session.h"
 #include "tests/support/logged_host.h"
 #include "tests/support/session_bus.h"
@@ -63,13 +64,6 @@ std::string ShellTypelibPath() {
     }
   }
   return path;
-}
-
-std::string Sample(int version) {
-  std::ifstream in(
-      std::string(QBFA_SOURCE_DIR "/sample/") + (version == 2 ? "FontAgent-2.db" : "FontAgent.db"),
-      std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 TEST(GnomeShellExtension, EachFormLoadsOnlyAsItsShellsLoadExtensions) {
@@ -232,7 +226,8 @@ class GnomeShellBridgeWithHostTest : public GnomeShellBridgeTest {
     GnomeShellBridgeTest::SetUp();
     if (IsSkipped() || HasFatalFailure())
       return;
-    session_ = std::make_unique<qbfa_test::HostSession>(kQbfa, Sample(1));
+    session_ = std::make_unique<qbfa_test::HostSession>(
+        kQbfa, qbfa_test::FileText(qbfa_test::BundledSamplePath(1)));
   }
 
   void TearDown() override {
@@ -257,7 +252,8 @@ class GnomeShellBridgeWithHostTest : public GnomeShellBridgeTest {
     ASSERT_EQ(stat(database.c_str(), &before), 0);
     qbfa_test::AwaitFileClockPast(session_->home().root(), before.st_mtim);
     const size_t from = host_->LineCount();
-    std::ofstream(database, std::ios::binary) << Sample(version);
+    std::ofstream(database, std::ios::binary)
+        << qbfa_test::FileText(qbfa_test::BundledSamplePath(version));
     const auto dated = host_->Await(" vs " + qbfa_test::WatcherLoggedDate(database), from);
     host_->Await("[QB] \tident=", dated.index);
   }

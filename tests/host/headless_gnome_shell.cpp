@@ -13,6 +13,7 @@
 
 #include "host/program_path.h"
 #include "tests/support/environment.h"
+#include "tests/support/file_text.h"
 
 namespace qbfa_test {
 namespace {
@@ -60,11 +61,6 @@ std::string Settings(const GnomeShellSetup& setup) {
          "[org/gnome/desktop/wm/keybindings]\n"
          "switch-windows=['<Alt>Tab']\n"
          "switch-applications=@as []\n";
-}
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 template <typename Ready>
@@ -226,7 +222,7 @@ std::map<std::string, std::optional<std::string>> HeadlessGnomeShell::SessionEnv
 }
 
 std::string HeadlessGnomeShell::Log() const {
-  return ReadFile(log_);
+  return FileText(log_);
 }
 
 std::optional<double> HeadlessGnomeShell::ExtensionState(const std::string& uuid) {

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "host/program_path.h"
+#include "tests/support/file_text.h"
 
 namespace qbfa_test {
 namespace {
@@ -36,11 +37,6 @@ constexpr char kWindowWatcher[] = R"(
 workspace.clientAdded.connect(function (window) { print("qbfa-test: window " + window.caption); });
 print("qbfa-test: ready");
 )";
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 // `text` as a JavaScript string literal.
 std::string JsString(const std::string& text) {
@@ -287,7 +283,7 @@ std::string HeadlessKWin::ScriptErrors() const {
 }
 
 std::string HeadlessKWin::Log() const {
-  return ReadFile(server_.directory() + "/kwin.log");
+  return FileText(server_.directory() + "/kwin.log");
 }
 
 }  // namespace qbfa_test

@@ -15,6 +15,7 @@
 #include "tests/support/background_process.h"
 #include "tests/support/child_process.h"
 #include "tests/support/environment.h"
+#include "tests/support/file_text.h"
 
 namespace qbfa_test {
 namespace {
@@ -30,11 +31,6 @@ exec sh -c 'printf "%s\n%s\n" "$WAYLAND_DISPLAY" "$SWAYSOCK" >"$XDG_RUNTIME_DIR/
 
 bool RunningAsRoot() {
   return geteuid() == 0;
-}
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 // Hands a folder or file of the test to the desktop's user.
@@ -107,11 +103,11 @@ HeadlessSway::HeadlessSway() {
       return;
     }
     if (server_.Ended()) {
-      error_ = "sway ended at start-up:\n" + ReadFile(log);
+      error_ = "sway ended at start-up:\n" + FileText(log);
       return;
     }
     if (std::chrono::steady_clock::now() > deadline) {
-      error_ = "sway did not come up:\n" + ReadFile(log);
+      error_ = "sway did not come up:\n" + FileText(log);
       return;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -23,6 +23,7 @@
 #include "tests/reader/qbfa_process.h"
 #include "tests/support/background_process.h"
 #include "tests/support/environment.h"
+#include "tests/support/file_text.h"
 #include "tests/support/pasteboard_text.h"
 #include "tests/support/session_bus.h"
 #include "tests/support/temporary_home.h"
@@ -46,11 +47,6 @@ const std::string kNoDisplays = "DISPLAY is not set; WAYLAND_DISPLAY is not set"
 const std::string kOnlyTheBus =
     "qbfa host: listening for front-application switches from session bus\n" +
     NoDesktopWarning(kNoDisplays);
-
-std::string Sample(int version) {
-  return std::string(QBFA_SOURCE_DIR "/sample/") +
-         (version == 2 ? "FontAgent-2.db" : "FontAgent.db");
-}
 
 // Puts `database` where the plug-in looks first in a home: the user's
 // Library folder.
@@ -236,7 +232,7 @@ TEST_F(HostWithBusTest, OutlivesItsCompositor) {
 }
 
 TEST_F(HostWithBusTest, PublishesTheSampleToAListenerInAnotherProcess) {
-  const std::string database = PutInLibrary(home_.home(), Sample(1));
+  const std::string database = PutInLibrary(home_.home(), qbfa_test::BundledSamplePath(1));
   BackgroundProcess listener({kQbfa, "sets", "--follow"});
   ASSERT_TRUE(listener.WaitForOutput("nothing has been published", true)) << listener.err();
 
@@ -321,7 +317,7 @@ TEST_F(HostWithBusTest, TwoHostsPublishingAtOnceNeverTearThePasteboard) {
   std::vector<std::string> homes, publications;
   for (int version : {1, 2}) {
     homes.push_back(home_.root() + "/home" + std::to_string(version));
-    const std::string database = PutInLibrary(homes.back(), Sample(version));
+    const std::string database = PutInLibrary(homes.back(), qbfa_test::BundledSamplePath(version));
     qbfa_test::ScopedEnvironmentVariable home("HOME", homes.back());
     publications.push_back(RunQbfa({"read", database}).out);
   }

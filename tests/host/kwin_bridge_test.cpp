@@ -18,6 +18,7 @@
 #include "tests/host/headless_kwin.h"
 #include "tests/reader/qbfa_process.h"
 #include "tests/support/background_process.h"
+#include "tests/support/file_text.h"
 #include "tests/support/host_session.h"
 #include "tests/support/watched_file.h"
 
@@ -38,16 +39,6 @@ std::string EnableCommand(bool enabled) {
          "Enabled " + (enabled ? "true" : "false") +
          " && dbus-send --session --type=method_call --dest=org.kde.KWin /KWin "
          "org.kde.KWin.reconfigure";
-}
-
-std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-std::string Sample(int version) {
-  return std::string(QBFA_SOURCE_DIR "/sample/") +
-         (version == 2 ? "FontAgent-2.db" : "FontAgent.db");
 }
 
 // Splits what `qbfa sets --follow --format xml` printed into publications.
@@ -78,7 +69,7 @@ class KWinBridgeTest : public testing::Test {
  protected:
   void SetUp() override {
     QBFA_SKIP_WITHOUT_KWIN();
-    session_.emplace(kQbfa, Contents(Sample(1)));
+    session_.emplace(kQbfa, qbfa_test::FileText(qbfa_test::BundledSamplePath(1)));
     kwin_.emplace(std::vector<std::string>{kBridge});
     ASSERT_TRUE(kwin_->running()) << kwin_->error();
     wayland_display_.emplace("WAYLAND_DISPLAY", kwin_->display());
@@ -129,7 +120,8 @@ class KWinBridgeTest : public testing::Test {
     ASSERT_EQ(stat(database.c_str(), &before), 0);
     qbfa_test::AwaitFileClockPast(session_->home().root(), before.st_mtim);
     const size_t from = session_->host().LineCount();
-    std::ofstream(database, std::ios::binary | std::ios::trunc) << Contents(Sample(version));
+    std::ofstream(database, std::ios::binary | std::ios::trunc)
+        << qbfa_test::FileText(qbfa_test::BundledSamplePath(version));
     const LoggedHost::Line dated =
         session_->host().Await(" vs " + qbfa_test::WatcherLoggedDate(database), from);
     session_->host().Await("[QB] \tident=", dated.index);
@@ -156,7 +148,7 @@ TEST_F(KWinBridgeTest, ASwitchToAnotherApplicationPublishesTheChangedSets) {
   std::vector<LoggedHost::Line> logged = MoveFocus("notes 1");
   EXPECT_EQ(Count(logged, kSwitched), 1u);
   EXPECT_EQ(Count(logged, "[QB] Updating font sets"), 1u);
-  const std::string new_sets = qbfa_test::RunQbfa({"read", Sample(2)}).out;
+  const std::string new_sets = qbfa_test::RunQbfa({"read", qbfa_test::BundledSamplePath(2)}).out;
   ASSERT_TRUE(listener.WaitForOutput(new_sets)) << listener.out();
 
   // Nothing is stale now: the next switch reads and publishes nothing.
@@ -169,7 +161,7 @@ TEST_F(KWinBridgeTest, ASwitchToAnotherApplicationPublishesTheChangedSets) {
 // The script as Plasma 6 runs it, on Debian 12's KWin: its code given a
 // workspace that has Plasma 6's names for the active window and its signal.
 std::string AsInPlasma6() {
-  return "(function (workspace) {\n" + Contents(kBridge + "/contents/code/main.js") +
+  return "(function (workspace) {\n" + qbfa_test::FileText(kBridge + "/contents/code/main.js") +
          "\n})({windowActivated: workspace.clientActivated,\n"
          "    get activeWindow() { return workspace.activeClient; }});\n";
 }

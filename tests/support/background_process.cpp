@@ -1,4 +1,5 @@
 #include "tests/support/background_process.h"
+#include "tests/support/file_text.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -18,11 +19,6 @@ namespace qbfa_test {
 namespace {
 
 constexpr std::chrono::milliseconds kPollInterval(10);
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 std::vector<std::string> ChangedEnvironment(
     const std::map<std::string, std::optional<std::string>>& changes) {
@@ -86,11 +82,11 @@ BackgroundProcess::~BackgroundProcess() {
 }
 
 std::string BackgroundProcess::out() const {
-  return ReadFile(directory_ + "/out");
+  return FileText(directory_ + "/out");
 }
 
 std::string BackgroundProcess::err() const {
-  return ReadFile(directory_ + "/err");
+  return FileText(directory_ + "/err");
 }
 
 bool BackgroundProcess::Running() {

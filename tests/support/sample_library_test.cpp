@@ -1,4 +1,5 @@
 #include "tests/support/sample_library.h"
+#include "tests/support/file_text.h"
 
 #include <gtest/gtest.h>
 
@@ -14,14 +15,11 @@
 
 namespace {
 
-std::string SamplePath(int version) {
-  return std::string(QBFA_SOURCE_DIR "/sample/") + qbfa_test::SampleLibraryFileName(version);
-}
-
 // The set tree the plug-in reads from a version, by set name: what each
 // top-level set holds, one line per child set ("+ name") and font.
 std::map<std::string, std::vector<std::string>> TopLevelSets(int version) {
-  qbfa_test::CommandResult read = qbfa_test::RunQbfa({"read", SamplePath(version)});
+  qbfa_test::CommandResult read =
+      qbfa_test::RunQbfa({"read", qbfa_test::BundledSamplePath(version)});
   EXPECT_EQ(read.exit_code, 0) << read.err;
   cf::Ref<cf::Object> tree = CFPropertyListCreateFromXMLData(read.out);
   std::map<std::string, std::vector<std::string>> sets;
@@ -46,10 +44,10 @@ TEST(SampleLibrary, BundledFilesAreWhatTheGeneratorWrites) {
     sqlite2::writer::Database db;
     ASSERT_TRUE(qbfa_test::BuildSampleLibrary(version, &db).ok());
     std::vector<uint8_t> expected = db.Bytes();
-    std::ifstream file(SamplePath(version), std::ios::binary);
+    std::ifstream file(qbfa_test::BundledSamplePath(version), std::ios::binary);
     std::vector<uint8_t> bundled{std::istreambuf_iterator<char>(file), {}};
     // Regenerate with: make_sample_library sample
-    EXPECT_TRUE(bundled == expected) << SamplePath(version) << " is out of date";
+    EXPECT_TRUE(bundled == expected) << qbfa_test::BundledSamplePath(version) << " is out of date";
   }
 }
 

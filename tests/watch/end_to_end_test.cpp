@@ -26,6 +26,7 @@
 #include "tests/host/x11_display.h"
 #include "tests/reader/qbfa_process.h"
 #include "tests/support/environment.h"
+#include "tests/support/file_text.h"
 #include "tests/support/session_bus.h"
 #include "tests/support/temporary_home.h"
 #include "tests/support/watched_file.h"
@@ -45,11 +46,6 @@ std::string SwitchReport(const std::string& source) {
 
 std::string FixturePath(const std::string& name) {
   return QBFA_FIXTURES_DIR "/" + name + ".db";
-}
-
-std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 // A `qbfa` process whose output goes to a file, stopped with SIGTERM.
@@ -90,7 +86,7 @@ class Background {
   }
 
   pid_t pid() const { return pid_; }
-  std::string Output() const { return Contents(output_); }
+  std::string Output() const { return qbfa_test::FileText(output_); }
 
   // Waits until the output holds `text` at `from` or later; returns where
   // the match ends, or nothing when the patience ran out.
@@ -173,7 +169,7 @@ class EndToEnd : public testing::Test {
     struct stat before;
     ASSERT_EQ(stat(database_.c_str(), &before), 0);
     qbfa_test::AwaitFileClockPast(home_.root(), before.st_mtim);
-    const std::string bytes = Contents(FixturePath(fixture));
+    const std::string bytes = qbfa_test::FileText(FixturePath(fixture));
     {
       std::ofstream file(database_, std::ios::binary | std::ios::trunc);
       file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
