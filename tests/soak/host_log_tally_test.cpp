@@ -60,8 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"[QB] Could not tell others that the sets have changed because of error -25135. "
              "Darn error -25135!",
              {0, 0, 0, 0, 0, 0, 1}},
-        Case{"qbfa host: lost the session bus (Connection reset by peer); qbfa switch no longer "
-             "reaches this host",
+        Case{"qbfa host: lost the session bus (Connection reset by peer); qbfa switch and "
+             "desktop bridges no longer reach this host",
              {0, 0, 0, 0, 0, 0, 1}},
         Case{"==4242==ERROR: AddressSanitizer: heap-use-after-free on address 0x602000000010",
              {0, 0, 0, 0, 0, 0, 1}},
